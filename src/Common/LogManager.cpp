@@ -1,0 +1,168 @@
+#include "Common/LogManager.h"
+
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/time.h>
+#include <utility>
+#include <vector>
+
+#include "common/nls/nls.h"
+#include "common/unx/UniqueFd.h"
+#include "common/ut/TraceScope.h"
+#include "common/ut/makeDirPath.h"
+#include "common/ut/text.h"
+
+std::unique_ptr<LogManager> logManager;
+
+namespace {
+
+constexpr std::size_t kMaxInsert = 4604;  // characters
+constexpr int kOpenFailed = 9;
+constexpr int kNoName = 11;
+constexpr int kWriteFailed = 621;
+constexpr mode_t kLogMode = 0640;
+
+std::string insertText(std::string_view text) {
+    return text.empty() ? "<NULL>" : std::string(text.substr(0, kMaxInsert));
+}
+
+/// "YYYY-MM-DD hh:mm:ss.mmm", local time.
+std::string timeStamp() {
+    struct timeval now {};
+    gettimeofday(&now, nullptr);
+    struct tm local {};
+    localtime_r(&now.tv_sec, &local);
+    std::array<char, 64> seconds{};
+    std::strftime(seconds.data(), seconds.size(), "%Y-%m-%d %H:%M:%S", &local);
+    std::array<char, 8> milliseconds{};
+    std::snprintf(milliseconds.data(), milliseconds.size(), ".%03u",
+                  static_cast<unsigned>(now.tv_usec / 1000) % 1000U);
+    return std::string(seconds.data()) + milliseconds.data();
+}
+
+UniqueFd openLog(const std::string& path) {
+    constexpr int flags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    UniqueFd log(open(path.c_str(), flags, kLogMode));
+    const std::size_t slash = path.rfind('/');
+    if (!log && slash != std::string::npos && makeDirPath(path.substr(0, slash)) == 0)
+        log = UniqueFd(open(path.c_str(), flags, kLogMode));
+    return log;
+}
+
+/// True for three letters, four digits and a letter.
+bool isIdentifier(const std::string& text) {
+    static constexpr std::string_view kForm = "aaa0000a";
+    if (text.size() != kForm.size())
+        return false;
+    for (std::size_t i = 0; i < kForm.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if ((kForm[i] == 'a' ? std::isalpha(c) : std::isdigit(c)) == 0)
+            return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+MessageInsert::MessageInsert(std::string_view text) : value(printable(insertText(text))) {}
+
+MessageInsert MessageInsert::lines(const std::string& text) {
+    MessageInsert insert;
+    insert.value = insertText(text);
+    return insert;
+}
+
+LogManager::LogManager(std::string logPath) : m_LogName(std::move(logPath)) {}
+
+int LogManager::getMsg(std::string& result, int number, std::string_view identifier,
+                       MessageInserts inserts) {
+    TraceScope scope("LogManager::getMsg");
+    std::vector<std::string_view> views;
+    for (const MessageInsert& insert : inserts)
+        views.push_back(insert.view());
+
+    result = nlMessageText(number, views);
+    if (identifier.empty())
+        result.clear();
+    // The caller's identifier takes the place of the catalog's; labels carry none.
+    if (!identifier.empty() && identifier.back() != 'T')
+        result.replace(0, std::min(identifier.size(), result.size()),
+                       identifier.substr(0, result.size()));
+    return 0;
+}
+
+int LogManager::logMsg(int number, std::string_view identifier, MessageInserts inserts) {
+    TraceScope scope("LogManager::logMsg");
+    std::string text;
+    getMsg(text, number, identifier, inserts);
+    return text.empty() ? 0 : LogActivityLog(text);
+}
+
+int LogManager::printMsg(int number, std::string_view identifier, MessageInserts inserts) {
+    TraceScope scope("LogManager::printMsg");
+    std::string text;
+    getMsg(text, number, identifier, inserts);
+    if (!text.empty()) {
+        std::printf("%s\n", text.c_str());
+        std::fflush(stdout);
+    }
+    return 0;
+}
+
+int LogManager::logAndPrintMsg(int number, std::string_view identifier,
+                               MessageInserts inserts) {
+    TraceScope scope("LogManager::logAndPrintMsg");
+    std::string text;
+    getMsg(text, number, identifier, inserts);
+    const int rc = text.empty() ? 0 : LogActivityLog(text);
+    std::printf("%s\n", text.c_str());
+    std::fflush(stdout);
+    return rc;
+}
+
+int LogManager::LogActivityLog(const std::string& text) {
+    TraceScope scope("LogManager::LogActivityLog");
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (m_LogName.empty()) {
+        trTrace(naMin, "Exit %s, m_LogName not defined.\n", "LogManager::LogActivityLog");
+        return kNoName;
+    }
+    // Opened for every line, so that the log can be read or moved at any moment.
+    const UniqueFd log = openLog(m_LogName);
+    if (!log) {
+        trTrace(naMin, "Exit: %s, could not open %s.\n", "LogManager::LogActivityLog",
+                m_LogName.c_str());
+        return kOpenFailed;
+    }
+    std::string line = timeStamp() + " " + text;
+    if (line.back() != '\n')
+        line += '\n';
+    const ssize_t written = write(log.get(), line.data(), line.size());
+    return written == static_cast<ssize_t>(line.size()) ? 0 : kWriteFailed;
+}
+
+void LogManager::setLogName(const std::string& path) {
+    TraceScope scope("LogManager::setLogName");
+    const std::lock_guard<std::mutex> lock(mutex);
+    trTrace(naMin, "Changing log from %s to %s\n", m_LogName.c_str(), path.c_str());
+    m_LogName = path;
+}
+
+void logMsg(const MessageId& id, MessageInserts inserts) {
+    if (logManager)
+        logManager->logMsg(id.number, id.identifier, inserts);
+}
+
+void logFailure(const GenericException& failure) {
+    TraceScope scope("logFailure");
+    if (!logManager)
+        return;
+    const int number = static_cast<int>(failure.getMsgID());
+    std::string identifier = failure.getMessage();
+    if (!isIdentifier(identifier))
+        identifier = nlMessageText(number, {}).substr(0, 8);
+    logManager->logMsg(number, identifier, {failure.getCause(), failure.getMessage()});
+}

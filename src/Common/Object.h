@@ -1,0 +1,17 @@
+#pragma once
+
+/// Root of most classes of the job: carries the name of its class for the trace.
+class Object {
+public:
+    explicit Object(const char* name) noexcept : className(name) {}
+    virtual ~Object() = default;
+
+    [[nodiscard]] const char* getClassName() const noexcept { return className; }
+
+protected:
+    Object(const Object&) = default;
+    Object& operator=(const Object&) = default;
+
+private:
+    const char* className;  // a string literal
+};

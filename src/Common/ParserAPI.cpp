@@ -1,0 +1,271 @@
+#include "Common/ParserAPI.h"
+
+#include <cstdio>
+#include <limits>
+#include <sys/stat.h>
+
+#include "Common/EntityNames.h"
+#include "Common/GenericException.h"
+#include "Common/TagExpression.h"
+#include "common/ut/TraceScope.h"
+
+namespace {
+
+const std::string kHeaderTag = "[Header]";
+const std::string kHeaderEnd = "[/Header]";
+
+void trim(std::string& line) {
+    static constexpr char kBlanks[] = "\t\n\r\f ";
+    const std::size_t last = line.find_last_not_of(kBlanks);
+    line.erase(last == std::string::npos ? 0 : last + 1);
+    line.erase(0, line.find_first_not_of(kBlanks));
+}
+
+bool opensEntity(const std::string& line, std::string* name = nullptr) {
+    return line != kHeaderTag && isOpenTag(line, name);
+}
+
+bool closesEntity(const std::string& line) {
+    return line != kHeaderEnd && isCloseTag(line);
+}
+
+// Meant: a doubled quote at index 0 or 1 stays doubled, and behind each replacement one
+// character is passed over, so that every second pair of a run stays.
+std::string singleQuotes(const std::string& stripped) {
+    std::string result;
+    std::size_t copied = 0;
+    std::size_t search = 2;
+    for (;;) {
+        const std::size_t hit = stripped.find("\"\"", search);
+        if (hit == std::string::npos)
+            break;
+        result.append(stripped, copied, hit + 1 - copied);
+        copied = hit + 2;
+        search = hit + 3;
+    }
+    return result.append(stripped, copied);
+}
+
+void appendField(Row& row, const std::string& piece) {
+    if (piece.empty())
+        return;
+    if (piece.front() == '"' && piece.back() == '"')
+        row.push_back(piece.size() < 2 ? std::string()
+                                       : singleQuotes(piece.substr(1, piece.size() - 2)));
+    else
+        row.push_back(piece == "null" ? std::string() : piece);
+}
+
+Row splitRow(const std::string& line) {
+    Row row;
+    bool quoted = false;
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (line[i] == '"')
+            quoted = !quoted;
+        if (line[i] == ',' && !quoted) {
+            appendField(row, line.substr(start, i - start));
+            start = i + 1;
+        }
+    }
+    appendField(row, line.substr(start));
+    return row;
+}
+
+/// A FIFO would block the open and a directory the read, and positions have 32 bits.
+bool isReadableDefinition(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_size <= std::numeric_limits<std::int32_t>::max();
+}
+
+}  // namespace
+
+ParserAPI::ParserAPI(const std::string& file) : ParserAPI(file, false) {}
+
+ParserAPI::ParserAPI(const std::string& file, bool needNumEntities) : fileName(file) {
+    TraceScope scope("ParserAPI::ParserAPI");
+    if (file.empty())
+        throwVEXParser(VEX_NO_PATH, "Error, path to scan definition file empty\n");
+    trTrace(naMin, "Path to the scan definition file: %s\n", file.c_str());
+    initialize(needNumEntities);
+}
+
+void ParserAPI::initialize(bool needNumEntities) {
+    TraceScope scope("ParserAPI::initialize");
+    static constexpr char kOpenFailed[] = "ERROR, not able to open scan definition file\n";
+    if (isReadableDefinition(fileName))
+        raf.open(fileName, std::ios::in | std::ios::binary);
+    if (!raf.is_open()) {
+        trTrace(naMin, "ERROR opening the file '%s'.", fileName.c_str());
+        throwVEXParser(VEX_OPEN_FAILED, kOpenFailed);
+    }
+    raf.seekg(0);
+    if (raf.fail()) {
+        trTrace(naMin, "(raf.fail()) == TRUE. Will throw exception VEXParserException.");
+        throwVEXParser(VEX_OPEN_FAILED, kOpenFailed);
+    }
+    if (needNumEntities)
+        indexItems();
+    else
+        readHeaderBlock();
+}
+
+void ParserAPI::readHeaderBlock() {
+    TraceScope scope("ParserAPI::readHeaderBlock");
+    raf.clear();
+    bool inBlock = false;
+    std::string type;
+    for (std::string line; nextLine(line);) {
+        if (!inBlock) {
+            inBlock = line == kHeaderTag;
+            if (inBlock)
+                trTrace(naMax, "Header found\n");
+        } else if (isOpenTag(line, &type)) {
+            // the row behind it belongs to this type
+        } else if (line == kHeaderEnd) {
+            trTrace(naMax, "Close header found\n");
+            return;
+        } else {
+            headerTable.emplace(type, splitRow(line));
+        }
+    }
+}
+
+void ParserAPI::indexItems() {
+    TraceScope scope("ParserAPI::indexItems");
+    std::int32_t start = 0;
+    std::int32_t count = 0;
+    std::string closeText;
+    for (std::string line; nextLine(line);) {
+        if (line == kHeaderEnd)
+            start = position();
+        if (closeText.empty()) {
+            if (line.starts_with('[') && line != kHeaderTag)
+                closeText = "[/" + line.substr(1);
+        } else if (line == closeText) {
+            entityIndex.emplace(count++, closeText);
+            closeText.clear();
+        }
+    }
+    raf.clear();
+    seek(start, "initialize(bool needNumEntities)");
+}
+
+std::unique_ptr<ParserAPI::Entity> ParserAPI::findFirstEntity(bool lookForHeader) {
+    TraceScope scope("ParserAPI::findFirstEntity");
+    std::string tag;
+    for (std::string line; nextLine(line);) {
+        if (lookForHeader && line == kHeaderEnd)
+            continue;
+        lookForHeader = false;
+        if (opensEntity(line, &tag))
+            return makeEntity(tag);
+    }
+    return nullptr;
+}
+
+std::unique_ptr<ParserAPI::Entity> ParserAPI::findNextEntity(const Entity* ef) {
+    TraceScope scope("ParserAPI::findNextEntity");
+    if (!ef)
+        return findFirstEntity(false);
+
+    seek(ef->filePointer, "findNextEntity()");
+    const std::string closeText = "[/" + ef->name + "]";
+    // Meant: a stray close tag takes the depth below 0, and the entity's end is then not
+    // found any more; a broken nesting is not repaired.
+    int depth = 0;
+    for (std::string line; nextLine(line);) {
+        if (opensEntity(line)) {
+            ++depth;
+        } else if (closesEntity(line)) {
+            if (depth == 0 && line == closeText)
+                break;
+            --depth;
+        }
+    }
+    return findFirstEntity(false);
+}
+
+Row ParserAPI::getEntityHeader(const Entity& ef) {
+    TraceScope scope("ParserAPI::getEntityHeader");
+    headerTableIterator = headerTable.find(ef.name);
+    if (headerTableIterator == headerTable.end())
+        throwVEXParser(VEX_NO_SUCH_HEADER, "Element %s not found on headerTable\n");
+    return headerTableIterator->second;
+}
+
+std::vector<std::unique_ptr<ParserAPI::Entity>> ParserAPI::getEntityChildren(const Entity& ef) {
+    TraceScope scope("ParserAPI::getEntityChildren");
+    seek(ef.filePointer, "getEntityChildren()");
+    std::vector<std::unique_ptr<Entity>> children;
+    try {
+        const std::string closeText = "[/" + ef.name + "]";
+        int depth = 0;
+        for (std::string line; nextLine(line);) {
+            if (opensEntity(line)) {
+                if (depth == 0)
+                    children.push_back(makeEntity(line.substr(1, line.size() - 2)));
+                ++depth;
+            } else if (closesEntity(line)) {
+                if (depth == 0 && line == closeText)
+                    break;
+                // Meant: at depth 0 another entity's close tag takes it to -1 for good.
+                --depth;
+            }
+        }
+    } catch (const std::exception& failure) {
+        std::printf("ERROR%s\n", failure.what());
+    }
+    return children;
+}
+
+Table ParserAPI::getEntityData(const Entity& ef, int index) {
+    TraceScope scope("ParserAPI::getEntityData");
+    seek(ef.dataPointer, "getEntityData()");
+    Table rows;
+    int count = 0;
+    while (!raf.eof()) {
+        std::string line;
+        if (!nextLine(line))
+            throwVEXParser(VEX_READ_FAILED,
+                           "ERROR on executing getLine() in ParserAPI::getEntityData(). "
+                           "ERRORCODE: 17 File Name: " +
+                               fileName);
+        if (line.empty() || isOpenTag(line) || isCloseTag(line))
+            break;
+        if (index < 0 || index == count)
+            rows.push_back(splitRow(line));
+        ++count;
+    }
+    return rows;
+}
+
+bool ParserAPI::nextLine(std::string& line) {
+    if (!std::getline(raf, line))
+        return false;
+    trim(line);
+    return true;
+}
+
+void ParserAPI::seek(std::int32_t target, const char* operation) {
+    raf.seekg(target);
+    if (raf.fail())
+        throwVEXParser(VEX_READ_FAILED,
+                       std::string("ERROR on executing seekg() in ParserAPI::") + operation +
+                           ". ERRORCODE: 17 File Name: " + fileName);
+}
+
+std::int32_t ParserAPI::position() {
+    return static_cast<std::int32_t>(raf.tellg());
+}
+
+std::unique_ptr<ParserAPI::Entity> ParserAPI::makeEntity(const std::string& tag) {
+    auto entity = std::make_unique<Entity>();
+    const std::size_t comma = tag.find(',');
+    entity->name = tag.substr(0, comma);
+    if (comma != std::string::npos)
+        entity->subName = tag.substr(comma + 1);
+    entity->filePointer = entity->dataPointer = position();
+    return entity;
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+/// The file name of the agent's message catalog.
+[[nodiscard]] std::string getNaCatalogName();
+
+/// Opens the catalogs of the job below `nlsDir`: 0, or 610. The second name of the catalog
+/// is the English one; `errorLog` is the log of message failures.
+[[nodiscard]] int setupMessages(const std::string& catalog, const std::string& englishCatalog,
+                                const std::string& errorLog, const std::string& nlsDir);
+
+/// Switches the trace to `level`, the value of `-debug`. `maxLogSize` is in kilobytes.
+/// Returns 0, 1 if the file cannot be opened, 30 if the trace cannot be set up.
+[[nodiscard]] int setupTrace(const std::string& file, const std::string& level, int maxLogSize);

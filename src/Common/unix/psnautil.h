@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// Small file helpers of the platform layer. Codes are 0 or an errno value.
+
+/// The text without a surrounding pair of double quotes; a text of two characters or less
+/// is left alone.
+[[nodiscard]] std::string stripQuotes(const std::string& text);
+
+/// True if the path, possibly in double quotes, exists.
+[[nodiscard]] bool psFileExists(const std::string& path);
+
+[[nodiscard]] int psRemoveFile(const std::string& path);
+
+/// Stores the size in bytes.
+[[nodiscard]] int psFileSize(const std::string& path, std::int64_t& size);
+
+[[nodiscard]] bool psIsAbsolutePath(const std::string& path);
+
+/// Current time, in milliseconds and in seconds since the epoch.
+[[nodiscard]] std::int64_t currentMilliseconds();
+[[nodiscard]] std::int64_t currentSeconds();
