@@ -1,0 +1,290 @@
+#include "Probe/Mounts.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <mntent.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+#include <utility>
+
+#include "Common/LogManager.h"
+#include "Probe/Filesystem.h"
+#include "common/unx/UniqueFd.h"
+#include "common/unx/virtstat.h"
+#include "common/ut/TraceScope.h"
+#include "common/ut/text.h"
+
+namespace {
+
+constexpr std::size_t kLineLength = 1025;  // bytes of a row of the table
+constexpr int kNoStatistics = 12;
+constexpr int kNoDevice = 4;
+constexpr int kDeviceUnreadable = 8;
+
+// Sorted, for the binary search.
+constexpr std::array<std::string_view, 19> kIgnoredTypes = {"auto",
+                                                            "autofs",
+                                                            "binfmt_misc",
+                                                            "debugfs",
+                                                            "devpts",
+                                                            "dmpfs",
+                                                            "fuse.gvfs-fuse-daemon",
+                                                            "fusectl",
+                                                            "iso9660",
+                                                            "mvfs",
+                                                            "nfsd",
+                                                            "proc",
+                                                            "rpc_pipefs",
+                                                            "securityfs",
+                                                            "smbfs",
+                                                            "subfs",
+                                                            "swap",
+                                                            "usbdevfs",
+                                                            "vxodmfs"};
+
+bool isIgnored(std::string_view type) {
+    return std::binary_search(kIgnoredTypes.begin(), kIgnoredTypes.end(), type);
+}
+
+/// The figures of a file system, from statvfs or from what stands at the same places of
+/// the guarded call's result. The unit of the block counts is `f_frsize` bytes.
+struct SpaceFigures {
+    std::uint64_t f_bsize;
+    std::uint64_t f_frsize;
+    std::uint64_t f_blocks;
+    std::uint64_t f_bfree;
+    std::uint64_t f_bavail;
+    std::uint64_t f_files;
+    std::uint64_t f_ffree;
+    std::uint64_t f_favail;
+};
+
+/// 0, or an errno value.
+int readFigures(const std::string& path, SpaceFigures& figures) {
+    TraceScope scope("readFigures");
+    struct statvfs status {};
+    if (statvfs(path.c_str(), &status) != 0)
+        return errno;
+    figures = {status.f_bsize,  status.f_frsize, status.f_blocks, status.f_bfree,
+               status.f_bavail, status.f_files,  status.f_ffree,  status.f_favail};
+    return 0;
+}
+
+/// The same through the guarded call.
+// Meant: its record agrees with the other one from f_blocks to f_ffree only, so the block
+// size comes from the type word and the free inodes from the file system's id.
+int readFiguresGuarded(const std::string& path, int nfsTimeout, SpaceFigures& figures) {
+    TraceScope scope("readFiguresGuarded");
+    struct statfs status {};
+    int error = 0;
+    if (kelNFSsyscalls(path.c_str(), 0, &status, VIRTSTAT_STATFS, nfsTimeout, error) != 0)
+        return error;
+    std::uint64_t id = 0;
+    static_assert(sizeof id == sizeof status.f_fsid);
+    std::memcpy(&id, &status.f_fsid, sizeof id);
+    figures = {static_cast<std::uint64_t>(status.f_type),
+               static_cast<std::uint64_t>(status.f_bsize),
+               status.f_blocks,
+               status.f_bfree,
+               status.f_bavail,
+               status.f_files,
+               status.f_ffree,
+               id};
+    return 0;
+}
+
+/// A count of blocks as a count of 512-byte units.
+std::int64_t in512Bytes(std::uint64_t blocks, std::uint64_t blockSize) {
+    return static_cast<std::int64_t>((blocks * blockSize) >> 9U);
+}
+
+std::uint32_t littleEndian32(const unsigned char* bytes) {
+    return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8U |
+           static_cast<std::uint32_t>(bytes[2]) << 16U |
+           static_cast<std::uint32_t>(bytes[3]) << 24U;
+}
+
+/// The device's size in 512-byte units, from the super block of ext file systems
+/// (https://docs.kernel.org/filesystems/ext4/globals.html): 0 or 8.
+// Meant: other types that come here get whatever these bytes hold on their devices.
+int HandleExt2(int fd, const std::string& type, std::int64_t& physicalSize) {
+    TraceScope scope("HandleExt2");
+    constexpr off_t superBlock = 1024;
+    if (lseek(fd, superBlock, SEEK_SET) != superBlock) {
+        logMsg(message::STA0098E, {withErrnoText(type, errno)});
+        return kDeviceUnreadable;
+    }
+    std::array<unsigned char, 256> block{};
+    if (read(fd, block.data(), block.size()) != static_cast<ssize_t>(block.size())) {
+        logMsg(message::STA0099E, {withErrnoText(type, errno)});
+        return kDeviceUnreadable;
+    }
+    const std::uint32_t blockCount = littleEndian32(&block[4]);
+    const std::uint32_t exponent = littleEndian32(&block[24]);  // of 1024-byte blocks
+    const std::uint32_t size = exponent < 31 ? blockCount << (exponent + 1) : 0;
+    // Meant: the size has 32 bits and a sign.
+    physicalSize = static_cast<std::int32_t>(size);
+    trTrace(naMin, "Got fsPhysicalSize = %ld (0x%X)\n", static_cast<long>(physicalSize), size);
+    return 0;
+}
+
+}  // namespace
+
+void Mounts::CloseTable::operator()(std::FILE* table) const noexcept {
+    endmntent(table);
+}
+
+Mounts::Mounts(std::string path) : tablePath(std::move(path)) {}
+
+Mounts::~Mounts() = default;
+
+bool Mounts::openMnttab() {
+    TraceScope scope("Mounts::openMnttab");
+    mnttab.reset(setmntent(tablePath.c_str(), "re"));
+    if (!mnttab) {
+        logMsg(message::STA0094E, {withErrnoText(tablePath, errno)});
+        return false;
+    }
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    lock.l_whence = SEEK_SET;
+    int rc = 0;
+    do {
+        rc = fcntl(fileno(mnttab.get()), F_SETLKW, &lock);
+    } while (rc != 0 && errno == EINTR);
+    if (rc != 0) {
+        logMsg(message::STA0095E, {withErrnoText(tablePath, errno)});
+        mnttab.reset();
+        return false;
+    }
+    return true;
+}
+
+bool Mounts::nextMount() {
+    TraceScope scope("Mounts::nextMount");
+    if (!mnttab)
+        return false;
+
+    std::array<char, kLineLength> line{};
+    struct mntent row {};
+    while (getmntent_r(mnttab.get(), &row, line.data(), static_cast<int>(line.size()))) {
+        trTrace(naMax, ">> Current filesystem = %s, mntPt = %s, and fsType = %s ...\n",
+                row.mnt_fsname, row.mnt_dir, row.mnt_type);
+        options.clear();
+        if (hasmntopt(&row, "loop"))
+            options = "loop ";
+        if (hasmntopt(&row, "bind"))
+            options += "bind";
+        type = row.mnt_type;
+        if (isIgnored(type))
+            continue;
+
+        mountPoint = row.mnt_dir;
+        if (type.starts_with("grfs") || type.starts_with("gridfs")) {
+            type = "gridfs";
+            return getGridfsClusterName(mountPoint);
+        }
+        device = row.mnt_fsname;
+        return true;
+    }
+    mnttab.reset();  // which gives back the lock too
+    return false;
+}
+
+/// The device of such a mount is the name of the first directory in it.
+bool Mounts::getGridfsClusterName(const std::string& directory) {
+    TraceScope scope("Mounts::getGridfsClusterName");
+    struct CloseDirectory {
+        void operator()(DIR* stream) const noexcept { closedir(stream); }
+    };
+    const std::unique_ptr<DIR, CloseDirectory> stream(opendir(directory.c_str()));
+    bool failed = !stream;
+    device.clear();
+    while (!failed && device.empty()) {
+        errno = 0;
+        const struct dirent* const entry = readdir(stream.get());
+        if (!entry) {
+            failed = errno != 0;
+            break;
+        }
+        if (entry->d_name[0] == '.')
+            continue;
+        struct stat status {};
+        failed = lstat((directory + "/" + entry->d_name).c_str(), &status) != 0;
+        if (!failed && S_ISDIR(status.st_mode))
+            device = entry->d_name;
+    }
+    if (failed)
+        logMsg(message::STA0620E, {errnoText(errno)});
+    if (device.empty())
+        logMsg(message::STA0622E);
+    return !device.empty();
+}
+
+std::unique_ptr<Mounts> Mounts::copyRow() const {
+    TraceScope scope("Mounts::copyRow");
+    auto row = std::make_unique<Mounts>(tablePath);
+    row->device = device;
+    row->mountPoint = mountPoint;
+    row->type = type;
+    return row;
+}
+
+int Mounts::statFS(Filesystem& filesystem, int nfsTimeout) {
+    TraceScope scope("Mounts::statFS");
+    SpaceFigures figures{};
+    const int error = nfsTimeout > 0 ? readFiguresGuarded(mountPoint, nfsTimeout, figures)
+                                     : readFigures(mountPoint, figures);
+    if (error != 0) {
+        if (logManager)
+            logManager->logAndPrintMsg(message::STA0096E.number, message::STA0096E.identifier,
+                                       {withErrnoText(mountPoint, error)});
+        trTrace(naMin, ">> statvfs() failed for path %s ... logged STA0096E\n",
+                mountPoint.c_str());
+        return kNoStatistics;
+    }
+    trTrace(naMin, ">> statvfs() succeed for path %s\n", mountPoint.c_str());
+    if (figures.f_frsize == 0)
+        figures.f_frsize = figures.f_bsize;
+
+    if (type != "vxfs" && type != "reiserfs") {
+        filesystem.fsMaxFiles = static_cast<std::int64_t>(figures.f_files);
+        filesystem.fsFreeInodes = static_cast<std::int32_t>(figures.f_favail);
+        filesystem.fsUsedInodes = static_cast<std::int32_t>(figures.f_files - figures.f_ffree);
+    }
+    filesystem.fsCapacity = in512Bytes(figures.f_blocks, figures.f_frsize);
+    filesystem.fsFreeSpace = in512Bytes(figures.f_bavail, figures.f_frsize);
+    // What an ordinary user cannot use: a reserve of the system counts as used.
+    filesystem.fsUsedSpace = in512Bytes(figures.f_blocks - figures.f_bavail, figures.f_frsize);
+    filesystem.fsPhysicalSize = filesystem.fsCapacity;
+    trTrace(naMin,
+            "1K blocks: capacity = %ld, free = %ld, used = %ld, used (old method) = %ld\n",
+            static_cast<long>(filesystem.fsCapacity / 2),
+            static_cast<long>(filesystem.fsFreeSpace / 2),
+            static_cast<long>(filesystem.fsUsedSpace / 2),
+            static_cast<long>(in512Bytes(figures.f_blocks - figures.f_bfree, figures.f_frsize) /
+                              2));
+
+    return GetPhysicalSize(filesystem, *this);
+}
+
+int Mounts::GetPhysicalSize(Filesystem& filesystem, const Mounts& mounts) {
+    TraceScope scope("Mounts::GetPhysicalSize");
+    const std::string& type = mounts.type;
+    if (!type.starts_with("ext") && !type.starts_with("msdos") && !type.starts_with("fat"))
+        return 0;
+
+    const UniqueFd fd(open(mounts.device.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!fd) {
+        logMsg(message::STA0097E, {withErrnoText(mounts.device, errno)});
+        return kNoDevice;
+    }
+    return HandleExt2(fd.get(), type, filesystem.fsPhysicalSize);
+}

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+class Filesystem;
+
+/// Reader of the host's mount table, and the row it stands at: what is mounted where.
+///
+///     Mounts table;
+///     if (table.openMnttab())
+///         while (table.nextMount())
+///             ... table.mountPoint ...
+///
+/// Rows that are no storage ("proc", "devpts" and the like) are left out. The table is
+/// locked for reading from openMnttab() to its end. A row alone, without a table, answers
+/// the space questions. Scan thread only.
+class Mounts {
+public:
+    explicit Mounts(std::string tablePath = "/etc/mtab");
+    virtual ~Mounts();
+    Mounts(const Mounts&) = delete;
+    Mounts& operator=(const Mounts&) = delete;
+
+    /// True if the table is open and locked; logs the failure.
+    [[nodiscard]] virtual bool openMnttab();
+
+    /// True with the next row in the fields; false at the end, or after a failure that
+    /// was logged, when the rest of the table is not read.
+    [[nodiscard]] virtual bool nextMount();
+
+    /// A copy of this row, without the table.
+    [[nodiscard]] std::unique_ptr<Mounts> copyRow() const;
+
+    /// Fills the space and inode figures of `filesystem` from this row's mount point.
+    /// Returns 0; 12 if the system gives none; else what GetPhysicalSize() returns. Each
+    /// failure is logged. `nfsTimeout` is in seconds, 0 for none.
+    [[nodiscard]] int statFS(Filesystem& filesystem, int nfsTimeout);
+
+    /// Fills `fsPhysicalSize` from the device where its type tells how: 0, 4 if the device
+    /// does not open, 8 if it cannot be read. Other types: 0, nothing done.
+    [[nodiscard]] static int GetPhysicalSize(Filesystem& filesystem, const Mounts& mounts);
+
+    std::string device;
+    std::string mountPoint;
+    std::string type;
+    std::string options;  // "loop ", "bind" or both
+
+private:
+    [[nodiscard]] bool getGridfsClusterName(const std::string& directory);
+
+    struct CloseTable {
+        void operator()(std::FILE* table) const noexcept;
+    };
+
+    const std::string tablePath;
+    std::unique_ptr<std::FILE, CloseTable> mnttab;
+};
