@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+
+#include "Scan/Accumulator.h"
+#include "Scan/FileAction.h"
+
+class CuStatDef;
+class CuStatResults;
+class Filesystem;
+
+/// One statistic on one file system during its walk: applies the hard-link test and fans
+/// each entry out to the accumulators that the statistic asks for.
+///
+///     accum->buildAccum(statistic, filesystem);
+///     resultsByFS->rfResults = accum->takeResults().release();
+///     ... the walk: actUpon, directoryEntered, directoryLeft ...
+///
+/// The results fill during the walk and are complete when the root has been left.
+class CuStatAccum : public FileAction {
+public:
+    CuStatAccum() noexcept : FileAction("CuStatAccum") {}
+    ~CuStatAccum() override;
+    CuStatAccum(const CuStatAccum&) = delete;
+    CuStatAccum& operator=(const CuStatAccum&) = delete;
+
+    /// Drops all accumulators and makes those that `statistic` asks for, with new results.
+    void buildAccum(CuStatDef* statistic, Filesystem* filesystem);
+
+    /// Hands over the results, once; this object goes on filling them.
+    [[nodiscard]] std::unique_ptr<CuStatResults> takeResults();
+
+    void actUpon(Scanner* pScanner, FileAttributes* pInfo) override;
+    void directoryEntered(FileAttributes* pDirInfo) override;
+    void directoryLeft() override;
+
+private:
+    void addSummary(const CuStatDef& statistic, const Filesystem& filesystem, std::int64_t now);
+    void pushFront(std::unique_ptr<Accumulator> accumulator);
+    void releaseAccumulators();
+    void releaseInodeTableMap();
+
+    std::set<std::int64_t> inodeTable;          // inodes of several links, one of which was met
+    std::int32_t level = 0;                     // below the walk's root; -1 outside a walk
+    ListElement* accumulators = nullptr;        // owned, newest first
+    CuStatResults* results = nullptr;           // not owned once taken
+    std::unique_ptr<CuStatResults> newResults;  // until taken
+};

@@ -1,0 +1,555 @@
+#include "Scan/FilesystemScan.h"
+
+#include <algorithm>
+
+#include "Common/CommonAgent.h"
+#include "Common/ComputerID.h"
+#include "Common/LogManager.h"
+#include "Probe/Filesystem.h"
+#include "Probe/Mounts.h"
+#include "Scan/AgentScan.h"
+#include "Scan/CuStatAccum.h"
+#include "Scan/CuStatDef.h"
+#include "Scan/CuStatResults.h"
+#include "Scan/DirectoryReader.h"
+#include "Scan/MonDirSpec.h"
+#include "Scan/ResultsByFS.h"
+#include "Scan/UberTable.h"
+#include "Scan/unix/ScannerUnix.h"
+#include "Scan/unix/UnixUserTable.h"
+#include "common/ut/TraceScope.h"
+#include "common/ut/text.h"
+
+namespace {
+
+constexpr std::int32_t kSkipped = 4;
+constexpr std::int32_t kAborted = 8;
+constexpr std::int32_t kNothingToScan = 12;
+
+/// A line of a message that lists statistics.
+std::string listLine(const std::string& label) {
+    static const std::string kIndent = "\n" + std::string(25, ' ');
+    return kIndent + printable(label);
+}
+
+void logList(const MessageId& id, const std::string& list) {
+    if (!list.empty())
+        logMsg(id, {MessageInsert::lines(list)});
+}
+
+template <class T>
+void pushFront(ListElement*& head, std::unique_ptr<T> member) {
+    member->nextElement = head;
+    head = member.release();
+}
+
+/// The members of a list from its back to its front, which is the order of binding.
+std::vector<ListElement*> inBindingOrder(ListElement* head) {
+    std::vector<ListElement*> members;
+    for (; head; head = head->nextElement)
+        members.push_back(head);
+    std::reverse(members.begin(), members.end());
+    return members;
+}
+
+void appendResults(CuStatDef* statistic, ResultsByFS* results) {
+    ResultsByFS** link = &statistic->sdResults;
+    while (*link)
+        link = &(*link)->nextResultsByFS;
+    *link = results;
+}
+
+}  // namespace
+
+/// The actions of one walk and, at equal positions, their filters.
+struct FilesystemScan::Actions {
+    std::vector<std::unique_ptr<FileAction>> owned;
+    std::vector<FileAction*> actions;        // the same objects
+    std::vector<const SelectNode*> filters;  // not owned
+
+    void add(std::unique_ptr<FileAction> action, const SelectNode* filter) {
+        actions.push_back(action.get());
+        owned.push_back(std::move(action));
+        filters.push_back(filter);
+    }
+};
+
+FilesystemScan::FilesystemScan() : Object("Object") {}
+
+FilesystemScan::~FilesystemScan() {
+    TraceScope scope("FilesystemScan::~FilesystemScan");
+    deleteList(fsAnchor);
+    deleteList(trees);
+}
+
+std::int32_t FilesystemScan::doScan(AgentScan* request, std::int32_t timeout) {
+    TraceScope scope("FilesystemScan::doScan");
+    scanObject = request;
+    nfsTimeout = timeout;
+
+    // 1. Local file systems first.
+    scanObject->setFilesystems(arrangeFilesystems(scanObject->getFilesystems()));
+
+    // 2. What is mounted on this host.
+    MountsMap mountsMap;
+    if (!CommonAgentFactory::getCommonAgent()->isWindows) {
+        trTrace(naMin,
+                "(if(!CommonAgentFactory::getCommonAgent()->isWindows)) == TRUE. Calling "
+                "<makeMountsMap(...)> ...");
+        runningCode = makeMountsMap(mountsMap);
+    }
+    if (mountsMap.empty())
+        return kNothingToScan;
+
+    // 3. and 4. Which requested file systems are among it.
+    matchFilesystems(mountsMap);
+    if (!fsAnchor) {
+        trTrace(naMin, "no filesystems.");
+        logMsg(message::STA0647E);
+        return kNothingToScan;
+    }
+    mountsMap.clear();
+
+    // 5. Statistics of file systems.
+    bindStatistics();
+
+    // 6. A hook; the locks of a job are taken before its scan.
+    const std::int32_t lockStatus = lock();
+    if (lockStatus != 0) {
+        trTrace(naMin, "return value <lockStatus> == %d. Leaving method.", lockStatus);
+        return lockStatus;
+    }
+
+    // 7. and 8. Monitored directories and their statistics.
+    bindDirectories();
+    bindDirectoryStatistics();
+    // From here on nothing is bound any more.
+
+    // 9. Shared by all walks.
+    uberTable = std::make_unique<UberTable>();
+    userTable = std::make_unique<UnixUserTable>(*uberTable);
+    factory = std::make_unique<DirectoryReaderFactory>();
+
+    // 10. The walks.
+    walkFilesystems();
+
+    // 11. Nothing of a walk is left but the results.
+    clearUp();
+    return goodFilesystems < 0 ? kAborted : runningCode;
+}
+
+void FilesystemScan::matchFilesystems(const MountsMap& mountsMap) {
+    TraceScope scope("FilesystemScan::matchFilesystems");
+    for (Filesystem* filesystem = scanObject->getFilesystems(); filesystem;
+         filesystem = filesystem->next) {
+        const bool wasFake = filesystem->fsType == FS_FAKE;
+        trTrace(naMin, "CommonAgentFactory::getCommonAgent() is unix!");
+        if (nfsTimeout != 0)
+            trTrace(naMin, "NFS Timeout enabled, timeout %d seconds\n", nfsTimeout);
+
+        const std::vector<std::string> keys = candidateKeys(*filesystem);
+        Mounts* const mount = findMount(mountsMap, keys);
+        if (!mount) {
+            logMsg(message::STA0103W, {keys.empty() ? std::string() : keys.front()});
+            filesystem->fsScanned = false;
+            runningCode = kSkipped;
+            continue;
+        }
+        filesystem->fsScanned = mount->statFS(*filesystem, nfsTimeout) == 0;
+        if (!filesystem->fsScanned) {
+            runningCode = kSkipped;
+            continue;
+        }
+        if (wasFake) {
+            trTrace(naMin, "if(wasFake) == TRUE");
+            fakeFilesystems.push_back(filesystem);
+        }
+        appendFSRef(filesystem, *mount);
+    }
+}
+
+void FilesystemScan::appendFSRef(Filesystem* filesystem, const Mounts& mount) {
+    TraceScope scope("FilesystemScan::appendFSRef");
+    auto fsRef = std::make_unique<FSRef>();
+    fsRef->filesystem = filesystem;
+    fsRef->mountPath = mount.mountPoint;
+    fsByID[filesystem->fsID] = fsRef.get();
+    ++goodFilesystems;
+    ListElement** link = &fsAnchor;
+    while (*link)
+        link = &(*link)->nextElement;
+    *link = fsRef.release();
+}
+
+void FilesystemScan::bindStatistics() {
+    TraceScope scope("FilesystemScan::bindStatistics");
+    trTrace(
+        naMin,
+        "for(dCurrent = scanObject->asStats; dCurrent != NULL; dCurrent=dCurrent->sdNext)...");
+    std::string list;
+    for (CuStatDef* statistic = scanObject->getStatistics(); statistic;
+         statistic = statistic->sdNext) {
+        // Backup dates are known on Windows only.
+        if (!CommonAgentFactory::getCommonAgent()->isWindows)
+            statistic->sdGroupByBackup = false;
+        if (statistic->sdType == SD_DIRECTORY)
+            continue;
+        bindStatistic(statistic);
+        if (statistic->sdType != SD_BUILTIN)
+            list += listLine(statistic->label());
+        statistic->setWhereClause("");
+    }
+    logList(message::STA0026I, list);
+    fsByID.clear();
+}
+
+void FilesystemScan::bindStatistic(CuStatDef* statistic) {
+    TraceScope scope("FilesystemScan::bindStatistic");
+    selectionCompiler.setFilter(statistic->getWhereClause());
+    if (!selectionCompiler.compile(statistic->label(), 0)) {
+        runningCode = kSkipped;
+        return;
+    }
+    Tree* const tree = addTree(statistic);
+    if (statistic->sdType == SD_NAMED_FILESYSTEMS)
+        bindNamedFilesystems(tree);
+    else
+        bindAllFilesystems(tree);
+}
+
+/// The filter that was compiled last, for the statistic.
+FilesystemScan::Tree* FilesystemScan::addTree(CuStatDef* statistic) {
+    TraceScope scope("FilesystemScan::addTree");
+    auto tree = std::make_unique<Tree>();
+    tree->selectNode = selectionCompiler.takeRoot();
+    tree->statistic = statistic;
+    pushFront(trees, std::move(tree));
+    return static_cast<Tree*>(trees);
+}
+
+/// The definition has given the statistic results for the file systems it names; those
+/// whose file system is not walked are taken out.
+void FilesystemScan::bindNamedFilesystems(Tree* tree) {
+    TraceScope scope("FilesystemScan::bindNamedFilesystems");
+    ResultsByFS** link = &tree->statistic->sdResults;
+    while (ResultsByFS* const member = *link) {
+        const Filesystem* const source = member->filesystem();
+        const auto found = source ? fsByID.find(source->fsID) : fsByID.end();
+        if (source && found == fsByID.end()) {
+            *link = member->nextResultsByFS;
+            delete member;
+            continue;
+        }
+        if (source)
+            newFSAssoc(found->second, tree->statistic, tree, member);
+        link = &member->nextResultsByFS;
+    }
+}
+
+void FilesystemScan::bindAllFilesystems(Tree* tree) {
+    TraceScope scope("FilesystemScan::bindAllFilesystems");
+    trTrace(naMin,
+            "for(fsRef = fsAnchor; fsRef != NULL; fsRef = static_cast<FSRef*> "
+            "(fsRef->nextElement))...");
+    for (ListElement* member = fsAnchor; member; member = member->nextElement) {
+        auto* const fsRef = static_cast<FSRef*>(member);
+        auto results = std::make_unique<ResultsByFS>();
+        results->rfDirOrFS = fsRef->filesystem;
+        appendResults(tree->statistic, results.get());
+        newFSAssoc(fsRef, tree->statistic, tree, results.release());
+    }
+}
+
+void FilesystemScan::newFSAssoc(FSRef* fsRef, CuStatDef* statistic, Tree* tree,
+                                ResultsByFS* results) {
+    TraceScope scope("FilesystemScan::newFSAssoc");
+    if (!fsRef || !statistic || !tree || !results) {
+        trTrace(naMin, "at least one of the method's parameter is is NULL.");
+        return;
+    }
+    auto assoc = std::make_unique<Assoc>();
+    assoc->tree = tree;
+    assoc->results = results;
+    pushFront(fsRef->associations, std::move(assoc));
+    ++fsRef->associationCount;
+    if (statistic->sdType == SD_BUILTIN)
+        fsRef->summaryResults = results;
+}
+
+std::int32_t FilesystemScan::lock() {
+    TraceScope scope("FilesystemScan::lock");
+    trTrace(naMin, "WARNING: Nothing implemented in body of FilesystemScan::lock");
+    return 0;
+}
+
+void FilesystemScan::bindDirectories() {
+    TraceScope scope("FilesystemScan::bindDirectories");
+    trTrace(naMin, "while ( dirSpec != NULL )...");
+    for (MonDirSpec* dirSpec = scanObject->getDirectories(); dirSpec;
+         dirSpec = dirSpec->getDirectories()) {
+        dirSpec->setMdsPath(normalisedPath(dirSpec->getMdsPath()));
+        maskedPath(dirSpec);
+    }
+    for (ListElement* member = fsAnchor; member; member = member->nextElement)
+        bindDirectoriesOf(static_cast<FSRef*>(member));
+}
+
+void FilesystemScan::bindDirectoriesOf(FSRef* fsRef) {
+    TraceScope scope("FilesystemScan::bindDirectoriesOf");
+    Filesystem& filesystem = *fsRef->filesystem;
+    if (!ComputerID::cachedCID)
+        trTrace(naMin, "FilesystemScan::doScan(...) : ERROR: 'ComputerID::cachedCID' is NULL.");
+    const std::int32_t scanningID =
+        filesystem.filer ? filesystem.filer->nfComputerID : ComputerID::scanning();
+    if (!filesystem.fsMountPoint.ends_with('/'))
+        filesystem.fsMountPoint += '/';
+
+    std::map<std::int32_t, MonDirSelection*> firstOfDepth;
+    for (MonDirSpec* dirSpec = scanObject->getDirectories(); dirSpec;
+         dirSpec = dirSpec->getDirectories()) {
+        const std::int32_t computer = dirSpec->getMdsComputerID();
+        if (computer > 0 && computer != scanningID && computer != filesystem.fsComputerID)
+            continue;
+        const std::int32_t depth = depthBelow(filesystem.fsMountPoint, *dirSpec);
+        if (depth < 0)
+            continue;
+        trTrace(naMin, "regionMatches(0, path, (dirSpec->mdsPath), 0, length) == TRUE");
+
+        std::unique_ptr<MonDirSelection> selection = makeDirSel(dirSpec, depth);
+        const auto [first, isFirst] = firstOfDepth.try_emplace(depth, selection.get());
+        selection->representative = first->second;
+        if (isFirst)
+            ++fsRef->depthCount;
+        pushFront(fsRef->associations, std::move(selection));
+        ++fsRef->associationCount;
+        ++fsRef->monDirCount;
+        trTrace(naMin, "Directory to Monitor: %s", dirSpec->getMdsPath().c_str());
+    }
+}
+
+/// A selection of the spec. Compiles the spec's filter unless it has one: "the entry is a
+/// directory, and its path matches".
+std::unique_ptr<FilesystemScan::MonDirSelection> FilesystemScan::makeDirSel(
+    MonDirSpec* dirSpec, std::int32_t depth) {
+    TraceScope scope("FilesystemScan::makeDirSel");
+    if (!dirSpec->getSelectNode()) {
+        static constexpr char kDirectoryAndPath[] = {'&', '=', 'T', 0, 0, 0, 3, '=', 'F'};
+        const std::string& path = dirSpec->getMdsPath();
+        std::string clause(std::begin(kDirectoryAndPath), std::end(kDirectoryAndPath));
+        clause += path;
+        if (path.ends_with("/*"))
+            clause += '?';  // keeps the mask off its own parent
+        clause += '\0';
+        selectionCompiler.setFilter(clause);
+        if (selectionCompiler.compile(path, 0))
+            dirSpec->setSelectNode(selectionCompiler.takeRoot());
+    }
+    auto selection = std::make_unique<MonDirSelection>();
+    selection->depth = depth;
+    selection->dirSpec = dirSpec;
+    return selection;
+}
+
+void FilesystemScan::bindDirectoryStatistics() {
+    TraceScope scope("FilesystemScan::bindDirectoryStatistics");
+    trTrace(naMin,
+            "for(dCurrent = scanObject->asStats; dCurrent != NULL; dCurrent = "
+            "dCurrent->sdNext)...");
+    std::string list;
+    for (CuStatDef* statistic = scanObject->getStatistics(); statistic;
+         statistic = statistic->sdNext) {
+        if (statistic->sdType != SD_DIRECTORY)
+            continue;
+        if (!statistic->sdCreator.empty())
+            list += listLine(statistic->label());
+        bindDirectoryStatistic(statistic);
+    }
+    logList(message::STA0027I, list);
+}
+
+/// Ties the statistic to one selection of each depth on each file system. Its clause is
+/// compiled once for each depth; a depth at which it does not compile is left out.
+void FilesystemScan::bindDirectoryStatistic(CuStatDef* statistic) {
+    TraceScope scope("FilesystemScan::bindDirectoryStatistic");
+    const std::string label = statistic->sdCreator.empty() ? "(DIR STAT)" : statistic->label();
+    std::map<std::int32_t, Tree*> treeOfDepth;  // null where the clause does not compile
+    for (ListElement* member = fsAnchor; member; member = member->nextElement) {
+        auto* const fsRef = static_cast<FSRef*>(member);
+        ListElement* place = fsRef->associations;
+        for (std::int32_t i = 0; i < fsRef->monDirCount; ++i, place = place->nextElement) {
+            auto* const selection = static_cast<MonDirSelection*>(place);
+            if (selection->representative != selection)
+                continue;
+            const auto [entry, isNew] = treeOfDepth.try_emplace(selection->depth, nullptr);
+            if (isNew) {
+                selectionCompiler.setFilter(statistic->getWhereClause());
+                if (selectionCompiler.compile(label, selection->depth))
+                    entry->second = addTree(statistic);
+                else
+                    runningCode = kSkipped;
+            }
+            if (!entry->second)
+                continue;
+            auto assoc = std::make_unique<Assoc>();
+            assoc->tree = entry->second;
+            pushFront(selection->associations, std::move(assoc));
+        }
+    }
+}
+
+void FilesystemScan::walkFilesystems() {
+    TraceScope scope("FilesystemScan::walkFilesystems");
+    trTrace(naMin,
+            "for(fsRef = fsAnchor; fsRef!= NULL; fsRef =static_cast<FSRef*> "
+            "(fsRef->nextElement))...");
+    for (ListElement* member = fsAnchor; member; member = member->nextElement)
+        walkFilesystem(static_cast<FSRef*>(member));
+    trTrace(naMin, "end of final loop over filesystem!");
+}
+
+void FilesystemScan::walkFilesystem(FSRef* fsRef) {
+    TraceScope scope("FilesystemScan::walkFilesystem");
+    Filesystem* const filesystem = fsRef->filesystem;
+    logMsg(message::STA0025I, {qualifiedFSName(*filesystem)});
+
+    const std::unique_ptr<Actions> actions = makeActions(*fsRef);
+    auto scanner = std::make_unique<ScannerUnix>(filesystem, actions->actions, actions->filters,
+                                                 userTable.get(), factory.get(),
+                                                 fsRef->mountPath, nfsTimeout);
+    const std::int32_t walkCode = scanner->scan();
+    const bool fsGood = walkCode <= kSkipped;
+    runningCode = std::max(runningCode, std::min(walkCode, kSkipped));
+    completeSummary(*fsRef);
+    scanner.reset();
+
+    printData(*fsRef);
+    if (!fsGood) {
+        removeReferencesTo(filesystem);
+        filesystem->fsScanned = false;
+        unlockOne(filesystem);
+        if (goodFilesystems != 0)
+            --goodFilesystems;
+    }
+}
+
+/// One action per statistic of the file system. Their order is the order of the calls.
+std::unique_ptr<FilesystemScan::Actions> FilesystemScan::makeActions(const FSRef& fsRef) const {
+    TraceScope scope("FilesystemScan::makeActions");
+    auto actions = std::make_unique<Actions>();
+    ListElement* member = fsRef.associations;
+    for (std::int32_t i = 0; i < fsRef.monDirCount; ++i)
+        member = member->nextElement;
+    for (; member; member = member->nextElement) {
+        const auto* const assoc = static_cast<Assoc*>(member);
+        auto accum = std::make_unique<CuStatAccum>();
+        accum->buildAccum(assoc->tree->statistic, fsRef.filesystem);
+        assoc->results->rfResults = accum->takeResults().release();
+        actions->add(std::move(accum), assoc->tree->selectNode.get());
+    }
+    return actions;
+}
+
+/// The built-in statistic shows the space figures of the file system.
+void FilesystemScan::completeSummary(const FSRef& fsRef) {
+    TraceScope scope("FilesystemScan::completeSummary");
+    const CuStatResults* const results =
+        fsRef.summaryResults ? fsRef.summaryResults->rfResults : nullptr;
+    if (!results || !results->srSummary) {
+        runningCode = std::max(runningCode, kSkipped);
+        return;
+    }
+    results->srSummary->sumCapacity = fsRef.filesystem->fsCapacity;
+    results->srSummary->sumFreeSpace = fsRef.filesystem->fsFreeSpace;
+    results->srSummary->sumUsedSpace = fsRef.filesystem->fsUsedSpace;
+}
+
+void FilesystemScan::printData(const FSRef& fsRef) {
+    TraceScope scope("FilesystemScan::printData");
+    GenericPrint& out = *genericPrint;
+    const std::int32_t fsID = fsRef.filesystem->fsID;
+    fsRef.filesystem->printData(out, false);
+
+    const std::vector<ListElement*> members = inBindingOrder(fsRef.associations);
+    for (ListElement* const member : members) {
+        if (const auto* const selection = dynamic_cast<MonDirSelection*>(member))
+            selection->dirSpec->printData(out);
+    }
+    bool directoriesPrinted = false;
+    for (ListElement* const member : members) {
+        if (const auto* const assoc = dynamic_cast<Assoc*>(member)) {
+            assoc->tree->statistic->printData(out, fsID);
+        } else if (!directoriesPrinted) {
+            // Directory statistics hang on each depth alike; one depth tells of all.
+            directoriesPrinted = true;
+            const auto* const selection = static_cast<MonDirSelection*>(member);
+            for (ListElement* const place : inBindingOrder(selection->associations))
+                static_cast<Assoc*>(place)->tree->statistic->printData(out, fsID);
+        }
+    }
+}
+
+/// Undoes a failed file system. A statistic goes with it if this took its last results.
+void FilesystemScan::removeReferencesTo(const Filesystem* filesystem) {
+    TraceScope scope("FilesystemScan::removeReferencesTo");
+    CuStatDef* next = nullptr;
+    for (CuStatDef* statistic = scanObject->getStatistics(); statistic; statistic = next) {
+        next = statistic->sdNext;
+        ResultsByFS** link = &statistic->sdResults;
+        while (*link && (*link)->filesystem() != filesystem)
+            link = &(*link)->nextResultsByFS;
+        ResultsByFS* const found = *link;
+        if (!found)
+            continue;
+        *link = found->nextResultsByFS;
+        found->nextResultsByFS = nullptr;
+        parkedResults.emplace_back(found);
+        if (statistic->sdResults)
+            continue;
+
+        if (next)
+            next->sdPrev = statistic->sdPrev;
+        if (statistic->sdPrev)
+            statistic->sdPrev->sdNext = next;
+        else
+            scanObject->setStatistics(next);
+        statistic->sdNext = statistic->sdPrev = nullptr;
+        parkedStatistics.emplace_back(statistic);
+    }
+}
+
+void FilesystemScan::unlockOne(const Filesystem* filesystem) {
+    TraceScope scope("FilesystemScan::unlockOne");
+    if (!filesystem) {
+        trTrace(naMin,
+                "ERROR: The Filesystem reference <pFilesystem> is NULL. Leaving method.");
+        return;
+    }
+    lockedFilesystems.erase(filesystem->fsID);
+}
+
+void FilesystemScan::clearUp() {
+    TraceScope scope("FilesystemScan::clearUp");
+    deleteList(fsAnchor);
+    fsAnchor = nullptr;
+    deleteList(trees);
+    trees = nullptr;
+    for (const MonDirSpec* dirSpec = scanObject->getDirectories(); dirSpec;
+         dirSpec = dirSpec->getDirectories())
+        trTrace(
+            naMin,
+            "for(dirSpec = scanObject->asDirectories; dirSpec != NULL; dirSpec->mdsNext)...");
+    parkedResults.clear();
+    parkedStatistics.clear();
+    factory.reset();
+    userTable.reset();
+    uberTable.reset();
+    // A placeholder's figures do not reach later stages.
+    for (Filesystem* const filesystem : fakeFilesystems) {
+        filesystem->fsType = FS_FAKE;
+        filesystem->fsPhysicalSize = filesystem->fsCapacity = 0;
+        filesystem->fsUsedSpace = filesystem->fsFreeSpace = 0;
+        filesystem->fsMaxFiles = 0;
+        filesystem->fsUsedInodes = filesystem->fsFreeInodes = 0;
+    }
+    sortFilesystemsByID(scanObject);
+}

@@ -1,0 +1,125 @@
+#include "Scan/ResultHeader.h"
+
+#include <array>
+
+#include "Common/EntityNames.h"
+#include "Common/GenericPrint.h"
+#include "Probe/Domain.h"
+#include "Probe/Filesystem.h"
+#include "Probe/LdapTree.h"
+#include "Scan/CuStatDef.h"
+#include "Scan/CuStatResults.h"
+#include "Scan/MonDirSpec.h"
+#include "Scan/SSummary.h"
+#include "Scan/UserOrGroup.h"
+#include "common/ut/TraceScope.h"
+
+namespace {
+
+// The columns of an entry's attributes, which several types begin with, and more.
+Row fileColumnsAnd(const Row& more) {
+    Row columns = {"faType",   "faName",   "faCreated",    "faModified",  "faAccessed",
+                   "faBlocks", "faLength", "faAttributes", "faLinkCount", "faInodeNumber"};
+    columns.insert(columns.end(), more.begin(), more.end());
+    return columns;
+}
+
+void printSDirectory(GenericPrint& out) {
+    out.headerRow(fileColumnsAnd({"dirFilesystemID", "dirStatisticID", "dirFileCount",
+                                  "dirDirectoryCount", "dirTotalSize", "dirLargestSize",
+                                  "dir2ndLargestSize", "dirSizes", "dirCounts"}));
+}
+
+void printSFile(GenericPrint& out) {
+    out.headerRow(fileColumnsAnd({"sfFilesystemID", "sfStatisticID", "sfStatType"}));
+}
+
+void printSFileCandidate(GenericPrint& out) {
+    out.headerRow(
+        fileColumnsAnd({"sfFilesystemID", "sfStatisticID", "sfStatType", "sfHSMScore"}));
+}
+
+void printSMonDir(GenericPrint& out) {
+    out.headerRow(fileColumnsAnd(
+        {"smFilesystemID", "smDirectoryID", "smNewDirectory", "smScanTime", "smRemovedTime"}));
+}
+
+void printFileType(GenericPrint& out) {
+    out.headerRow({"fptID", "ftpFileExtension", "ftpDescription"});
+}
+
+void printFileTypeSummary(GenericPrint& out) {
+    out.headerRow({"profileID", "filesystemID", "fileCount", "spaceUsed"});
+}
+
+void printSSizeDist(GenericPrint& out) {
+    out.headerRow({"szdFilesystemID", "szdStatisticID", "szdSizes", "szdCounts"});
+}
+
+void printSTimeDist(GenericPrint& out) {
+    out.headerRow({"tdFilesystemID", "tdStatisticID", "tdType", "tdScanTime", "tdAverageAge",
+                   "tdAccumCount", "tdHistType", "tdSizes", "tdCounts"});
+}
+
+void printSUGHist(GenericPrint& out) {
+    out.headerRow({"sugFilesystemID", "sugStatisticID", "sugFileCount", "sugTotalSize",
+                   "sugTimestamp", "sugAccumCount", "sugType"});
+}
+
+// Meant: three columns stand twice; readers of the file expect them so.
+void printSUserOrGroup(GenericPrint& out) {
+    out.headerRow({"sugFilesystemID", "sugStatisticID", "sugFileCount", "sugTotalSize",
+                   "sugTimestamp", "sugAccumCount", "sugType", "sugDirectoryCount",
+                   "sugOtherCount", "sugUnusedSpace", "sugLargestSize", "sug2ndLargestSize",
+                   "sugTimestamp", "sugAccumCount", "sugType", "sugSizes", "sugCounts"});
+}
+
+void printFileScoreRule(GenericPrint& out) {
+    out.headerRow({"cType", "cOperator", "cRule", "cScore"});
+}
+
+struct HeaderEntry {
+    const char* type;
+    void (*printHeader)(GenericPrint& out);  // null for a type without columns
+};
+
+constexpr std::array<HeaderEntry, 20> kEntriesBehindAgentScan = {
+    {
+     {entity::CuStatDef, CuStatDef::printHeader},
+     {entity::CuStatResults, CuStatResults::printHeader},
+     {entity::Filesystem, Filesystem::printHeader},
+     {entity::FileType, printFileType},
+     {entity::FileTypeSummary, printFileTypeSummary},
+     {entity::MonDirSpec, MonDirSpec::printHeader},
+     {entity::ResultsByFS, nullptr},
+     {entity::SDirectory, printSDirectory},
+     {entity::SFile, printSFile},
+     {entity::SMonDir, printSMonDir},
+     {entity::SSizeDist, printSSizeDist},
+     {entity::SSummary, SSummary::printHeader},
+     {entity::STimeDist, printSTimeDist},
+     {entity::SUGHist, printSUGHist},
+     {entity::SUserOrGroup, printSUserOrGroup},
+     {entity::FileScoreRule, printFileScoreRule},
+     {entity::SFileCandidate, printSFileCandidate},
+     {entity::UserOrGroup, UserOrGroup::printHeader},
+     {entity::Domain, Domain::printHeader},
+     {entity::LdapTree, LdapTree::printHeader},
+     }
+};
+
+}  // namespace
+
+void printResultHeader(GenericPrint& out, const Row& agentScanColumns) {
+    TraceScope scope("printResultHeader");
+    out.startEntity(entity::Header);
+    out.startEntity(entity::AgentScan);
+    out.headerRow(agentScanColumns);
+    for (const HeaderEntry& entry : kEntriesBehindAgentScan) {
+        // The types of this block have no end lines.
+        out.startEntity(entry.type);
+        if (entry.printHeader)
+            entry.printHeader(out);
+    }
+    out.endEntity(entity::Header);
+}

@@ -1,0 +1,36 @@
+#include "Scan/ResultsByFS.h"
+
+#include "Common/AnalysisSource.h"
+#include "Common/EntityNames.h"
+#include "Common/GenericPrint.h"
+#include "Probe/Filesystem.h"
+#include "Scan/CuStatResults.h"
+#include "common/ut/TraceScope.h"
+
+ResultsByFS::~ResultsByFS() {
+    TraceScope scope("ResultsByFS::~ResultsByFS");
+    while (rfResults) {
+        CuStatResults* const next = rfResults->nextResults;
+        delete rfResults;
+        rfResults = next;
+    }
+}
+
+void ResultsByFS::printData(GenericPrint& out) const {
+    TraceScope scope("ResultsByFS::printData");
+    out.startEntity(entity::ResultsByFS);
+    for (const CuStatResults* results = rfResults; results; results = results->nextResults)
+        results->printData(out);
+    if (Filesystem* const source = filesystem())
+        source->printData(out, false);
+    out.endEntity(entity::ResultsByFS);
+}
+
+bool ResultsByFS::passes(std::int32_t fsID) const {
+    const Filesystem* const source = filesystem();
+    return fsID <= 0 || !source || source->fsID == fsID;
+}
+
+Filesystem* ResultsByFS::filesystem() const {
+    return dynamic_cast<Filesystem*>(rfDirOrFS);
+}

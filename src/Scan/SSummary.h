@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Scan/SSummaryHist.h"
+
+class GenericPrint;
+
+/// Totals of one statistic on one file system.
+class SSummary : public SSummaryHist {
+public:
+    SSummary() noexcept : SSummaryHist("SSummary") {}
+
+    static void printHeader(GenericPrint& out);
+    void printData(GenericPrint& out) const;
+
+    std::int64_t sumDirectoryCount = 0;
+};

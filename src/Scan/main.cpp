@@ -1,0 +1,56 @@
+/// `scan`, the file system scanning job of a storage monitoring agent. The road of a job:
+///
+///   The job, Scan/
+///     main                  here: one ExecScan, nothing else
+///     ExecScan              command line to exit: order of steps, failures, return code
+///     DefinitionLoader      definition file to request
+///     AgentScan             the request; it owns the three lists
+///       MonDirSpec          a directory to monitor
+///       CuStatDef           a statistic to collect, with its results below it
+///     FilesystemScan        request to results: binds, then walks one file system at a time
+///       FilesystemScanArrange.cpp  what is mounted where, which directory lies on what
+///     Selection             clause of a statistic to filter (SelectNode)
+///
+///   The walk, Scan/ and Scan/unix/
+///     Scanner, ScannerUnix  depth first over one file system
+///     DirectoryReader, DirectoryReaderUnix  one directory: next entry, attributes, filters
+///     DirectoryStream, DirectStream  the open directory: the only place that asks the system
+///     FileAttributes        the entry at hand, as statistics see it; FileInfo as filters do
+///     UnixUserTable, UberTable  owners and groups (UserOrGroup) by number and by name
+///
+///   Statistics and results, Scan/
+///     FileAction            what the walk calls
+///       CuStatAccum         one statistic on one file system: hard links, then the sinks
+///     Accumulator           a sink: SummaryAccum
+///     ResultsByFS, CuStatResults, SSummary  results, and how they are written
+///     ResultHeader          the header block of the result file
+///
+///   The storage model, Probe/
+///     Filesystem            a file system: its record in definition and result
+///     Mounts                the mount table, space figures
+///     NasFiler, Domain, LdapTree  file servers
+///
+///   Services of the agent's job programs, Common/
+///     AgentArgs, LogUtil    command line and names of files
+///     ParserAPI, GenericPrint  entity files, read and written; EntityColumns maps columns
+///     LogManager, Messages  the activity log and its messages
+///     GenericException.h    all failures that are thrown
+///     resource, comutils    locks; agent status, job file, notify program
+///
+///   Foundation, common/
+///     ut                    trace, small text helpers, directories
+///     nls                   message catalogs
+///     unx                   descriptors, file system calls that can hang
+
+#include <clocale>
+#include <memory>
+
+#include "Scan/ExecScan.h"
+
+int main(int argc, char** argv) {
+    // Messages alone: any other category would change how names are matched and written.
+    std::setlocale(LC_MESSAGES, "");
+
+    auto job = std::make_unique<ExecScan>();
+    return job->startScan(argc, argv);
+}

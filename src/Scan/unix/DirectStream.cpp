@@ -1,0 +1,111 @@
+#include "Scan/unix/DirectStream.h"
+
+#include <cerrno>
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+#include <utility>
+
+#include "common/ut/TraceScope.h"
+
+namespace {
+
+constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK;
+
+/// Opens a directory without touching its access time where the caller may do so.
+int openDirectory(int parent, const char* path, int flags, UniqueFd& directory) {
+    directory.reset(openat(parent, path, kDirectoryFlags | flags | O_NOATIME));
+    if (!directory && errno == EPERM)
+        directory.reset(openat(parent, path, kDirectoryFlags | flags));
+    return directory ? 0 : errno;
+}
+
+int readAttributes(int directory, const char* name, EntryStat& result) {
+    struct statx status;
+    if (statx(directory, name, AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
+              STATX_BASIC_STATS | STATX_MNT_ID, &status) != 0)
+        return errno;
+
+    result.identity.device = makedev(status.stx_dev_major, status.stx_dev_minor);
+    result.identity.inode = status.stx_ino;
+    result.identity.mountId = (status.stx_mask & STATX_MNT_ID) != 0 ? status.stx_mnt_id : 0;
+    result.mode = status.stx_mode;
+    result.linkCount = status.stx_nlink;
+    result.userId = status.stx_uid;
+    result.groupId = status.stx_gid;
+    result.size = static_cast<std::int64_t>(status.stx_size);
+    result.blocks = static_cast<std::int64_t>(status.stx_blocks);
+    result.accessed = status.stx_atime.tv_sec;
+    result.modified = status.stx_mtime.tv_sec;
+    result.changed = status.stx_ctime.tv_sec;
+    return 0;
+}
+
+}  // namespace
+
+int DirectStream::openRoot(const std::string& path, std::unique_ptr<DirectoryStream>& root) {
+    TraceScope scope("DirectStream::openRoot");
+    UniqueFd directory;
+    const int rc = openDirectory(AT_FDCWD, path.c_str(), 0, directory);
+    if (rc == 0)
+        root.reset(new DirectStream(std::move(directory)));
+    return rc;
+}
+
+int DirectStream::rootAttributes(const std::string& path, EntryStat& result) {
+    TraceScope scope("DirectStream::rootAttributes");
+    return readAttributes(AT_FDCWD, path.c_str(), result);
+}
+
+int DirectStream::next(const char*& name) {
+    TraceScope scope("DirectStream::next");
+    name = nullptr;
+    if (position == filled) {
+        const ssize_t bytes = getdents64(fd.get(), buffer.data(), buffer.size());
+        if (bytes < 0)
+            return errno;
+        position = 0;
+        filled = static_cast<std::size_t>(bytes);
+        if (filled == 0)
+            return 0;
+    }
+    const auto* const record = reinterpret_cast<const dirent64*>(&buffer[position]);
+    position += record->d_reclen;
+    name = record->d_name;
+    return 0;
+}
+
+int DirectStream::attributes(const char* name, EntryStat& result) {
+    TraceScope scope("DirectStream::attributes");
+    return readAttributes(fd.get(), name, result);
+}
+
+int DirectStream::open(const char* name, const EntryIdentity& expected,
+                       std::unique_ptr<DirectoryStream>& child) {
+    TraceScope scope("DirectStream::open");
+    UniqueFd directory;
+    int rc = openDirectory(fd.get(), name, O_NOFOLLOW, directory);
+    if (rc != 0)
+        return rc;
+
+    struct stat status {};
+    if (fstat(directory.get(), &status) != 0)
+        return errno;
+    EntryIdentity opened;
+    opened.device = status.st_dev;
+    opened.inode = status.st_ino;
+    if (!opened.sameObject(expected))
+        return ESTALE;
+    child.reset(new DirectStream(std::move(directory)));
+    return 0;
+}
+
+bool DirectStream::deviceTells() {
+    TraceScope scope("DirectStream::deviceTells");
+    struct statfs status {};
+    return fstatfs(fd.get(), &status) != 0 || status.f_type != OVERLAYFS_SUPER_MAGIC;
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "Scan/unix/DirectoryStream.h"
+#include "common/unx/UniqueFd.h"
+
+/// Reads a directory with plain system calls on the caller's thread: they take as long as
+/// the file system takes.
+class DirectStream : public DirectoryStream {
+public:
+    /// Opens the root of a walk; `path` may be a symbolic link to it.
+    [[nodiscard]] static int openRoot(const std::string& path,
+                                      std::unique_ptr<DirectoryStream>& root);
+
+    /// The attributes of a root that could not be opened.
+    [[nodiscard]] static int rootAttributes(const std::string& path, EntryStat& result);
+
+    [[nodiscard]] int next(const char*& name) override;
+    [[nodiscard]] int attributes(const char* name, EntryStat& result) override;
+    [[nodiscard]] int open(const char* name, const EntryIdentity& expected,
+                           std::unique_ptr<DirectoryStream>& child) override;
+    [[nodiscard]] bool deviceTells() override;
+
+private:
+    explicit DirectStream(UniqueFd directory) noexcept : fd(std::move(directory)) {}
+
+    // Large enough that most directories take one call, small enough for 200 levels.
+    static constexpr std::size_t kBufferSize = 32768;
+
+    UniqueFd fd;
+    std::size_t position = 0;                         // of the next record in the buffer
+    std::size_t filled = 0;                           // bytes in the buffer
+    alignas(8) std::array<char, kBufferSize> buffer;  // records of getdents64
+};

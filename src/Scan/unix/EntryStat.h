@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+/// Which object an entry is, and where it lies.
+struct EntryIdentity {
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::uint64_t mountId = 0;  // 0 where the kernel does not tell
+
+    /// The same object, reached through the same or another mount.
+    [[nodiscard]] bool sameObject(const EntryIdentity& other) const {
+        return device == other.device && inode == other.inode;
+    }
+};
+
+/// The attributes of an entry as the system gives them, of a symbolic link those of the
+/// link itself.
+struct EntryStat {
+    EntryIdentity identity;
+    std::uint32_t mode = 0;  // type and permissions; see stat(2)
+    std::uint32_t linkCount = 0;
+    std::uint32_t userId = 0;
+    std::uint32_t groupId = 0;
+    std::int64_t size = 0;      // bytes
+    std::int64_t blocks = 0;    // of 512 bytes
+    std::int64_t accessed = 0;  // seconds since the epoch, like the next two
+    std::int64_t modified = 0;
+    std::int64_t changed = 0;
+};
