@@ -4,6 +4,7 @@
 #include <array>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <new>
 #include <string_view>
@@ -57,18 +58,17 @@ int setCommandVersion(const char* /*value*/, AgentArgs& args) {
 int setAgentCom(const char* value, AgentArgs& args) {
     TraceScope scope("setAgentCom");
     static constexpr char kMissing[] = "agentCom not specified";
-    const std::string_view text = value ? value : "";
-    const std::size_t comma = text.find(',');
-    if (comma == std::string_view::npos)
+    const char* const comma = value ? std::strchr(value, ',') : nullptr;
+    if (!comma)
         return args.missing(kMissing);
 
     const int readEnd = number(value);
     if (readEnd != 0)
         close(readEnd);  // the agent's end of the pipe, left open by it
 
-    if (comma + 1 == text.size())
+    if (comma[1] == '\0')
         return args.missing(kMissing);
-    const int writeEnd = number(value + comma + 1);
+    const int writeEnd = number(comma + 1);
     if (writeEnd == 0)
         return 0;
     args.agentCom = writeEnd;
@@ -388,10 +388,10 @@ std::string AgentArgs::findProgram() const {
     const std::string_view directories = variable ? variable : "";
     for (std::size_t start = 0; start <= directories.size();) {
         const std::size_t end = std::min(directories.find(':', start), directories.size());
-        std::string directory(directories.substr(start, end - start));
-        if (directory.empty())
-            directory = ".";
-        const std::string candidate = directory + "/" + name;
+        std::string candidate(directories.substr(start, end - start));
+        if (candidate.empty())
+            candidate = ".";
+        candidate.append("/").append(name);
         if (isProgram(candidate))
             return absolutePath(candidate);
         start = end + 1;

@@ -40,7 +40,7 @@ std::map<int, std::string> LogUtil::getMatchingFilesMap(const std::string& direc
         const std::string name = entry->path().filename().string();
         const int instance = instanceOf(name, component, extension);
         if (instance >= 0)
-            files[instance] = directory + "/" + name;
+            files[instance] = std::string(directory).append("/").append(name);
         entry.increment(failure);
     }
     if (files.empty())

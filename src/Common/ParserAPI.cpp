@@ -139,7 +139,7 @@ void ParserAPI::indexItems() {
     std::string closeText;
     for (std::string line; nextLine(line);) {
         if (line == kHeaderEnd)
-            start = position();
+            start = here();
         if (closeText.empty()) {
             if (line.starts_with('[') && line != kHeaderTag)
                 closeText = "[/" + line.substr(1);
@@ -248,15 +248,15 @@ bool ParserAPI::nextLine(std::string& line) {
     return true;
 }
 
-void ParserAPI::seek(std::int32_t target, const char* operation) {
-    raf.seekg(target);
+void ParserAPI::seek(std::int32_t position, const char* operation) {
+    raf.seekg(position);
     if (raf.fail())
         throwVEXParser(VEX_READ_FAILED,
                        std::string("ERROR on executing seekg() in ParserAPI::") + operation +
                            ". ERRORCODE: 17 File Name: " + fileName);
 }
 
-std::int32_t ParserAPI::position() {
+std::int32_t ParserAPI::here() {
     return static_cast<std::int32_t>(raf.tellg());
 }
 
@@ -266,6 +266,6 @@ std::unique_ptr<ParserAPI::Entity> ParserAPI::makeEntity(const std::string& tag)
     entity->name = tag.substr(0, comma);
     if (comma != std::string::npos)
         entity->subName = tag.substr(comma + 1);
-    entity->filePointer = entity->dataPointer = position();
+    entity->filePointer = entity->dataPointer = here();
     return entity;
 }

@@ -69,7 +69,7 @@ private:
     void indexItems();
     bool nextLine(std::string& line);
     void seek(std::int32_t position, const char* operation);
-    [[nodiscard]] std::int32_t position();
+    [[nodiscard]] std::int32_t here();
     [[nodiscard]] std::unique_ptr<Entity> makeEntity(const std::string& tag);
 
     std::string fileName;

@@ -359,7 +359,7 @@ std::string Scanner::plexSnapshotDirectory() const {
     std::string mount = localPath ? localPath->localText : path;
     if (mount.size() > 1 && mount.ends_with('/'))
         mount.pop_back();
-    const std::string directory = mount + "/.snapshots";
+    std::string directory = mount + "/.snapshots";
     trTrace(naMin, "snapshot directory for fileystem %s is %s\n", mount.c_str(),
             directory.c_str());
     return directory;

@@ -69,7 +69,7 @@ public:
     [[nodiscard]] std::string localPathOf(const std::string& reported) const;
 
     /// True if the path has at most `room` characters; reports one that is too long.
-    [[nodiscard]] static bool ScannerInitOpen(const std::string& path, std::size_t room);
+    [[nodiscard]] static bool ScannerInitOpen(const std::string& directory, std::size_t room);
 
     /// Makes the current file's path that of the entry `name` of the current directory.
     void ScannerFinishOffNextEntry(const char* name);

@@ -1,6 +1,7 @@
 #include "common/nls/nls.h"
 
 #include <cctype>
+#include <cstdint>
 #include <cstdio>
 #include <nl_types.h>
 
@@ -8,13 +9,13 @@
 
 namespace {
 
-const nl_catd kClosed = reinterpret_cast<nl_catd>(-1);  // what a failed catopen() gives
 constexpr int kMessageSet = 1;
 constexpr char kPlainFormat = '\x01';
 constexpr std::string_view kLabelSeverities = "ZTRL";    // identifier left out of the text
 constexpr std::string_view kReportSeverities = "KIWES";  // identifier kept
 
-nl_catd catalog = kClosed;
+bool isOpen = false;
+nl_catd catalog = nullptr;  // valid while open
 
 void complain(const char* problem, int number) {
     std::printf("KLM9999E %s(%u): Message No %d %s.\n", "nls.cpp", 0U, number, problem);
@@ -47,7 +48,8 @@ int nlSetUp(const std::string& file, const std::string& directory) {
     nlClose();
     const std::string path = directory + "/en_US/" + file;
     catalog = catopen(path.c_str(), 0);
-    if (catalog != kClosed)
+    isOpen = reinterpret_cast<std::intptr_t>(catalog) != -1;
+    if (isOpen)
         return 0;
 
     std::printf("KLM0101E Unable to open English message repository '%s'.\n", path.c_str());
@@ -57,7 +59,7 @@ int nlSetUp(const std::string& file, const std::string& directory) {
 
 std::string nlMessageText(int number, const std::vector<std::string_view>& inserts) {
     TraceScope scope("nlMessageText");
-    if (catalog == kClosed)
+    if (!isOpen)
         return {};
 
     static constexpr char kMissing[] = "";
@@ -88,7 +90,7 @@ std::string nlMessageText(int number, const std::vector<std::string_view>& inser
 }
 
 void nlClose() noexcept {
-    if (catalog != kClosed)
+    if (isOpen)
         catclose(catalog);
-    catalog = kClosed;
+    isOpen = false;
 }
