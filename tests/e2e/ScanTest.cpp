@@ -1,1 +1,419 @@
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <ftw.h>
+#include <iterator>
+#include <regex>
+#include <signal.h>
+#include <sstream>
+#include <string>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
+
+#include "e2e/ScanRun.h"
+#include "support/TempTree.h"
+
+namespace {
+
+std::string dataFile(const std::string& name) {
+    std::ifstream file(SCAN_TEST_DATA "/" + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t hit = text.find(from); hit != std::string::npos;
+         hit = text.find(from, hit + to.size()))
+        text.replace(hit, from.size(), to);
+    return text;
+}
+
+/// What the job must count, reckoned from lstat alone.
+struct Expected {
+    long files = 0;
+    long directories = 0;
+    long blocks = 0;
+    std::map<ino_t, long> links;  // met so far, of files with several
+
+    void count(const struct stat& status) {
+        if (!S_ISDIR(status.st_mode) && status.st_nlink > 1 && links[status.st_ino]++ == 0)
+            return;
+        files += S_ISREG(status.st_mode) || S_ISLNK(status.st_mode) ? 1 : 0;
+        directories += S_ISDIR(status.st_mode) ? 1 : 0;
+        if (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode) || S_ISDIR(status.st_mode))
+            blocks += status.st_blocks;
+    }
+};
+
+Expected* reckoning = nullptr;
+
+Expected reckon(const std::string& root) {
+    Expected expected;
+    reckoning = &expected;
+    nftw(
+        root.c_str(),
+        [](const char*, const struct stat* status, int, struct FTW*) {
+            reckoning->count(*status);
+            return 0;
+        },
+        16, FTW_PHYS | FTW_MOUNT);
+    return expected;
+}
+
+/// Some thousand entries of all types, below a mount point.
+void fill(const TempTree& tree) {
+    for (int i = 0; i < 40; ++i) {
+        const std::string directory = "m/d" + std::to_string(i % 7) + "/e" + std::to_string(i);
+        tree.mkdirp(directory);
+        for (int j = 0; j < 60; ++j)
+            tree.touch(directory + "/f" + std::to_string(j), static_cast<std::size_t>(i * j));
+        tree.symlink("../nowhere", directory + "/link");
+        tree.link(directory + "/f1", directory + "/second");
+        tree.link(directory + "/f1", directory + "/third");
+    }
+    tree.symlink("d0", "m/to-directory");
+    tree.mkfifo("m/pipe");
+    tree.touch("m/name\nof two lines");
+    tree.touch("m/\xff\xfe\"'$(reboot)`;*?[");
+    tree.touch("m/sparse");
+    ASSERT_EQ(0, truncate(tree.path("m/sparse").c_str(), 4L << 20U));
+    ASSERT_EQ(0, mknod(tree.path("m/device").c_str(), S_IFBLK | 0600, makedev(7, 200)));
+    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    struct sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    tree.path("m/socket").copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(0, bind(fd, reinterpret_cast<struct sockaddr*>(&address), sizeof address));
+    close(fd);
+}
+
+/// A file system of its own at "m" of a temporary tree.
+class ScanTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        SKIP_UNLESS_ROOT_CAN_MOUNT();
+        tree.mkdirp("m");
+    }
+
+    [[nodiscard]] std::string mountPoint() const { return tree.path("m"); }
+
+    /// Compares every row of the run with what the system itself says.
+    void expectRight(const ScanRun& run, long physicalSize) const {
+        const Expected expected = reckon(mountPoint());
+        struct statvfs space {};
+        ASSERT_EQ(0, statvfs(mountPoint().c_str(), &space));
+        const unsigned long unit = space.f_frsize / 512;
+        const auto number = [](unsigned long value) { return std::to_string(value); };
+
+        ScanRun::Record summary = run.records("SSummary").at(0);
+        EXPECT_EQ(std::to_string(expected.files), summary["sumFileCount"]);
+        EXPECT_EQ(std::to_string(expected.directories), summary["sumDirectoryCount"]);
+        EXPECT_EQ(std::to_string(expected.blocks), summary["sumTotalSize"]);
+        EXPECT_EQ("1 100", summary["sumFilesystemID"] + " " + summary["sumStatisticID"]);
+
+        const std::vector<ScanRun::Record> filesystems = run.records("Filesystem");
+        ASSERT_EQ(2U, filesystems.size());
+        EXPECT_EQ(filesystems[0], filesystems[1]);  // top level, and source of the results
+        ScanRun::Record record = filesystems[0];
+        for (const char* const column : {"fsCapacity", "sumCapacity"})
+            EXPECT_EQ(number(space.f_blocks * unit),
+                      column[0] == 'f' ? record[column] : summary[column]);
+        EXPECT_EQ(number(space.f_bavail * unit), record["fsFreeSpace"]);
+        EXPECT_EQ(number((space.f_blocks - space.f_bavail) * unit), record["fsUsedSpace"]);
+        EXPECT_EQ(record["fsFreeSpace"], summary["sumFreeSpace"]);
+        EXPECT_EQ(record["fsUsedSpace"], summary["sumUsedSpace"]);
+        EXPECT_EQ(number(space.f_files), record["fsMaxFiles"]);
+        EXPECT_EQ(number(space.f_files - space.f_ffree), record["fsUsedInodes"]);
+        EXPECT_EQ(number(space.f_favail), record["fsFreeInodes"]);
+        EXPECT_EQ(std::to_string(physicalSize), record["fsPhysicalSize"]);
+        EXPECT_EQ(mountPoint() + "/", record["fsMountPoint"]);
+        EXPECT_EQ("42 -1 true", record["fsScanningCompID"] + " " + record["fsComputerID"] +
+                                    " " + record["fsScanned"]);
+    }
+
+    /// Scans twice; the results must be right, and the same but for time stamps.
+    void scanTwice(long physicalSize) const {
+        static const std::regex stamp("\"1[0-9]{12}\"");
+        std::string first;
+        for (int i = 0; i < 2; ++i) {
+            ScanRun run;
+            run.define(requestFor({
+                {1, mountPoint()}
+            }));
+            run.start();
+            EXPECT_EQ(0, run.exitCode);
+            EXPECT_EQ("AGT0146I STA0532I STA0025I AGT0144I STA0161I", run.logged());
+            expectRight(run, physicalSize);
+            const std::string result = std::regex_replace(run.result(), stamp, "\"stamp\"");
+            EXPECT_TRUE(first.empty() || first == result);
+            first = result;
+        }
+    }
+
+    TempTree tree;
+};
+
+TEST_F(ScanTest, EveryRowOfATmpfsIsRight) {
+    const TestMount mount = TestMount::tmpfs(mountPoint());
+    fill(tree);
+    struct statvfs space {};
+    ASSERT_EQ(0, statvfs(mountPoint().c_str(), &space));
+    scanTwice(static_cast<long>(space.f_blocks * space.f_frsize / 512));
+}
+
+TEST_F(ScanTest, EveryRowOfAnExt4IsRight) {
+    const TestMount mount = TestMount::ext4(tree.path("image"), mountPoint());
+    fill(tree);
+    scanTwice(16L * 1024 * 2);  // the whole device: 16 MiB
+}
+
+TEST_F(ScanTest, TheWorkedExampleComesOutToTheLetter) {
+    const TestMount mount = TestMount::tmpfs(mountPoint());
+    tree.mkdirp("m/d1");
+    tree.mkdirp("m/d2");
+    tree.touch("m/d1/big.log", 40960);
+    tree.touch("m/d1/small.TXT", 1);
+    tree.touch("m/d1/x.tmp", 4096);
+    tree.touch("m/d2/hl1.txt", 1);
+    tree.link("m/d2/hl1.txt", "m/d2/hl2.txt");
+    tree.touch("m/orphan.dat", 16384);
+    tree.chown("m/orphan.dat", 54321, 54321);
+    tree.symlink("d1", "m/lnk");
+    tree.touch("m/fresh.txt", 1);
+
+    ScanRun run;
+    run.define(replaced(dataFile("example-definition.dat"), "/mnt/a", mountPoint()));
+    run.start();
+    // The statistic with a clause is skipped, since clauses do not compile yet.
+    EXPECT_EQ(4, run.exitCode);
+    EXPECT_EQ("AGT0146I STA0532I STA0026I STA0027I STA0025I AGT0144I STA0161I", run.logged());
+    EXPECT_NE(std::string::npos, run.log().find("\n" + std::string(25, ' ') + "usr.files\n"));
+
+    ScanRun::Record filesystem = run.records("Filesystem").at(0);
+    std::string expected = replaced(dataFile("example-result.txt"), "/mnt/a", mountPoint());
+    for (const auto& [placeholder, column] : {
+             std::pair{"<f_files>",           "fsMaxFiles"  },
+             {"<f_files - f_ffree>", "fsUsedInodes"},
+             {"<f_favail>",          "fsFreeInodes"},
+             {"<cap>",               "fsCapacity"  },
+             {"<used>",              "fsUsedSpace" },
+             {"<free>",              "fsFreeSpace" },
+             {"<fsScanTime>",        "fsScanTime"  }
+    })
+        expected = replaced(expected, placeholder, filesystem[column]);
+    const std::string built = run.value("SSummary", "sumScanTime");
+    EXPECT_TRUE(built.ends_with("000"));
+    EXPECT_EQ(replaced(expected, "<build ms>", built), run.result());
+}
+
+TEST_F(ScanTest, FileSystemsAreWalkedLastFirstAndMissingOnesSkipped) {
+    tree.mkdirp("n");
+    const TestMount first = TestMount::tmpfs(mountPoint());
+    const TestMount second = TestMount::tmpfs(tree.path("n"));
+    tree.touch("n/file", 5000);
+    ScanRun run;
+    run.define(requestFor({
+        {1, mountPoint()  },
+        {2, "/not/mounted"},
+        {3, tree.path("n")}
+    }));
+    run.start();
+
+    EXPECT_EQ(4, run.exitCode);
+    EXPECT_EQ("AGT0146I STA0532I STA0103W STA0025I AGT0144I STA0025I AGT0144I STA0161I",
+              run.logged());
+    std::string order;
+    for (ScanRun::Record& record : run.records("Filesystem"))
+        order += record["fsID"] + " ";
+    EXPECT_EQ("3 3 1 1 ", order);
+    const std::vector<ScanRun::Record> summaries = run.records("SSummary");
+    ASSERT_EQ(2U, summaries.size());
+    EXPECT_EQ("16", summaries[0].at("sumTotalSize"));
+    EXPECT_EQ("0", summaries[1].at("sumTotalSize"));
+}
+
+TEST_F(ScanTest, NamesCannotForgeLinesOfTheLog) {
+    const TestMount mount = TestMount::tmpfs(mountPoint());
+    const std::string hostile = "x\n2026-01-01 00:00:00.000 AGT0146I forged";
+    std::string path = "m";
+    for (int level = 0; level < 201; ++level)
+        path += level == 0 ? "/" + hostile : "/d";
+    tree.mkdirp(path);
+    ScanRun run;
+    run.define(requestFor({
+        {1, mountPoint()}
+    }));
+    run.start();
+    EXPECT_EQ(0, run.exitCode);
+    EXPECT_EQ("AGT0146I STA0532I STA0025I STA0001E AGT0144I STA0161I", run.logged());
+}
+
+/// The endings of a job: what it exits with and what it leaves behind.
+class ScanEndingTest : public ScanTest {
+protected:
+    void SetUp() override {
+        ScanTest::SetUp();
+        if (!IsSkipped())
+            mount = std::make_unique<TestMount>(TestMount::tmpfs(mountPoint()));
+    }
+
+    /// "code status" and what is left of "definition result log".
+    [[nodiscard]] static std::string ending(const ScanRun& run) {
+        return std::to_string(run.exitCode) + " " + run.status +
+               (run.hasDefinition() ? " definition" : "") + (run.hasResult() ? " result" : "") +
+               (run.hasLog() ? " log" : "");
+    }
+
+    void request(const std::string& more = {}) {
+        run.define(requestFor(
+            {
+                {1, mountPoint()}
+        },
+            more));
+    }
+
+    void start(std::vector<std::string> more = {}) {
+        more.insert(more.end(), {"-agentcom", "@agent"});
+        run.start(more);
+    }
+
+    std::unique_ptr<TestMount> mount;
+    ScanRun run;
+};
+
+TEST_F(ScanEndingTest, SuccessLeavesResultAndLog) {
+    request();
+    start();
+    EXPECT_EQ("0 1 result log", ending(run));
+    EXPECT_EQ("", run.output);
+}
+
+TEST_F(ScanEndingTest, TheHighestTraceLevelKeepsTheDefinition) {
+    request();
+    start({"-debug", "max"});
+    EXPECT_EQ("0 1 definition result log", ending(run));
+}
+
+TEST_F(ScanEndingTest, AClauseThatDoesNotCompileSkipsItsStatistic) {
+    request("[CuStatDef]\n7,\"usr\",\"x\",4,\"Y\",\"61,84\"\n[/CuStatDef]\n");
+    start();
+    EXPECT_EQ("4 1 result log", ending(run));
+    EXPECT_EQ(1U, run.records("CuStatDef").size());
+}
+
+TEST_F(ScanEndingTest, AnUnusableDefinitionStaysAndLeavesNoResult) {
+    start();
+    EXPECT_EQ("13 1 log", ending(run));
+    EXPECT_EQ("AGT0146I STA0430E", run.logged());
+
+    struct Bad {
+        const char* text;
+        int exitCode;  // modulo 256
+    };
+    for (const Bad& bad : {
+             Bad{"[Header]\n[AgentScan]\na\n[/Header]\n[AgentScan]\n1\n", 17       },
+             Bad{"[Header]\n[/Header]\n[AgentScan]\n1\n[/AgentScan]\n",   321 % 256},
+             Bad{"[Header]\n[AgentScan]\nasJobName\n[/Header]\n[AgentScan]\n1,2\n"
+                 "[/AgentScan]\n",                       325 % 256}
+    }) {
+        run.define(bad.text);
+        start();
+        EXPECT_EQ(std::to_string(bad.exitCode) + " 1 definition log", ending(run)) << bad.text;
+    }
+}
+
+TEST_F(ScanEndingTest, NothingToScanRemovesTheResult) {
+    run.define(requestFor({
+        {1, "/not/mounted"}
+    }));
+    start();
+    EXPECT_EQ("12 1 log", ending(run));
+    EXPECT_EQ("AGT0146I STA0532I STA0103W STA0647E", run.logged());
+
+    for (const char* const text : {"", "no header\n[AgentScan]\n[/AgentScan]\n"}) {
+        run.define(text);
+        start();
+        EXPECT_EQ("12 1 log", ending(run)) << text;
+    }
+}
+
+TEST_F(ScanEndingTest, AFileSystemThatIsLockedEndsTheJobAndAnOlderResult) {
+    run.define(requestFor({
+        {1, mountPoint()},
+        {1, mountPoint()}
+    }));
+    run.tree.mkdirp("output/srv");
+    run.tree.write(ScanRun::kResult, "of an earlier run");
+    start();
+    EXPECT_EQ("8 1 log", ending(run));
+    EXPECT_EQ("AGT0146I STA0531E", run.logged());
+}
+
+TEST_F(ScanEndingTest, AResultThatCannotBeWrittenIsToldAndRemoved) {
+    request();
+    run.tree.write("output", "no directory");
+    start();
+    EXPECT_EQ("9 1 log", ending(run));
+
+    ASSERT_EQ(0, unlink(run.tree.path("output").c_str()));
+    run.tree.mkdirp("output");
+    std::string statistics;  // more than a page of results
+    for (int i = 0; i < 20; ++i)
+        statistics += "[CuStatDef]\n7,\"usr\",\"x\",1,\"Y\",null\n[/CuStatDef]\n";
+    request(statistics);
+    ASSERT_EQ(0, ::mount("tmpfs", run.tree.path("output").c_str(), "tmpfs", 0, "size=4096"));
+    start();
+    EXPECT_EQ("9 1 log", ending(run));
+    ASSERT_EQ(0, umount(run.tree.path("output").c_str()));
+}
+
+TEST_F(ScanEndingTest, AStopEndsTheWalkWithoutAResult) {
+    for (int i = 0; i < 40; ++i) {
+        const std::string directory = "m/d" + std::to_string(i);
+        tree.mkdirp(directory);
+        for (int j = 0; j < 1000; ++j)
+            tree.mkdirp(directory + "/" + std::to_string(j));
+    }
+    request();
+    run.whileRunning = [this](pid_t child) {
+        while (run.log().find("STA0025I") == std::string::npos && kill(child, 0) == 0)
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        kill(child, SIGTERM);
+    };
+    start();
+    EXPECT_EQ("8 1 log", ending(run));
+    EXPECT_EQ("AGT0146I STA0532I STA0025I", run.logged());
+}
+
+TEST_F(ScanEndingTest, ABadCommandLineIsToldBeforeTheJobBegins) {
+    request();
+    start({"-nonsense"});
+    EXPECT_EQ("3  definition", ending(run));  // the bad word stands before the pipe's option
+    EXPECT_TRUE(run.output.starts_with("AGT0398E ")) << run.output;
+    EXPECT_NE(std::string::npos, run.output.find("-nonsense"));
+    EXPECT_NE(std::string::npos, run.output.find("Usage"));
+
+    run.startPlain({"-scan", "-agentcom", "@agent", "-jobname"});
+    EXPECT_EQ("6 3 definition", ending(run));
+    EXPECT_EQ("", run.output);
+
+    run.startPlain({"-version"});
+    EXPECT_EQ("0  definition", ending(run));
+    EXPECT_TRUE(run.output.starts_with("scan ")) << run.output;
+}
+
+TEST_F(ScanEndingTest, WithoutCatalogsOrPlaceTheJobDoesNotStart) {
+    request();
+    ASSERT_EQ(0, unlink(run.tree.path("nls/en_US/cvnna.cat").c_str()));
+    start();
+    EXPECT_EQ("72  definition", ending(run));
+    EXPECT_TRUE(run.output.starts_with("KLM0101E ")) << run.output;
+}
+
+}  // namespace
