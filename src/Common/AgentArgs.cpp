@@ -84,8 +84,10 @@ int setDebug(const char* value, AgentArgs& args) {
         const char* name;
         int number;
     };
-    static constexpr std::array<Level, 3> kLevels = {
-        {{"MIN", 3}, {"MID", 2}, {"MAX", 1}}
+    static constexpr Level kLevels[] = {
+        {"MIN", 3},
+        {"MID", 2},
+        {"MAX", 1}
     };
     for (const Level& level : kLevels) {
         if (value && strcasecmp(value, level.name) == 0) {
@@ -198,46 +200,40 @@ int setServerIp(const char* value, AgentArgs& args) {
     }
 }
 
-constexpr std::array<TableRow, 3> kScanCommands = {
-    {
-     {"scan", AgentArgs::kCommandScan, setCommandScan, false},
-     {"version", AgentArgs::kCommandVersion, setCommandVersion, false},
-     {nullptr, 0, nullptr, false},
-     }
+constexpr TableRow kScanCommands[] = {
+    {"scan",    AgentArgs::kCommandScan,    setCommandScan,    false},
+    {"version", AgentArgs::kCommandVersion, setCommandVersion, false},
+    {nullptr,   0,                          nullptr,           false},
 };
 
-constexpr std::array<TableRow, 15> kScanOptions = {
-    {
-     {"agentcom", 0, setAgentCom, true},
-     {"debug", 1, setDebug, true},
-     {"jobname", 2, setJobName, true},
-     {"jobrunnumber", 3, setJobRunNumber, true},
-     {"maxlogsize", 4, setMaxLogSize, true},
-     {"maxnumlogs", 5, setMaxNumLogs, true},
-     {"maxnumruns", 6, setMaxNumRuns, true},
-     {"maxnumdays", 7, setMaxNumDays, true},
-     {"nfstimeout", 8, setNfsTimeout, true},
-     {"serverip", 9, setServerIp, true},
-     {"servername", 10, setServerName, true},
-     {"serverport", 11, setServerPort, true},
-     {"sidrunnumber", 12, setSidRunNumber, true},
-     {"profile", 13, setProfile, true},
-     {nullptr, 0, nullptr, false},
-     }
+constexpr TableRow kScanOptions[] = {
+    {"agentcom",     0,  setAgentCom,     true },
+    {"debug",        1,  setDebug,        true },
+    {"jobname",      2,  setJobName,      true },
+    {"jobrunnumber", 3,  setJobRunNumber, true },
+    {"maxlogsize",   4,  setMaxLogSize,   true },
+    {"maxnumlogs",   5,  setMaxNumLogs,   true },
+    {"maxnumruns",   6,  setMaxNumRuns,   true },
+    {"maxnumdays",   7,  setMaxNumDays,   true },
+    {"nfstimeout",   8,  setNfsTimeout,   true },
+    {"serverip",     9,  setServerIp,     true },
+    {"servername",   10, setServerName,   true },
+    {"serverport",   11, setServerPort,   true },
+    {"sidrunnumber", 12, setSidRunNumber, true },
+    {"profile",      13, setProfile,      true },
+    {nullptr,        0,  nullptr,         false},
 };
 
 // One row per command, row 0 for none; a 1 allows the option of that column.
-constexpr std::array<std::array<unsigned char, 14>, 3> kScanMatrix = {
-    {
-     {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
-     {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
-     {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
-     }
+constexpr unsigned char kScanMatrix[][14] = {
+    {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+    {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
+    {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
 };
 
 /// The row whose name the word has behind its "-", in any case; null if there is none.
 template <std::size_t n>
-const TableRow* findRow(const std::array<TableRow, n>& table, const std::string& word) {
+const TableRow* findRow(const TableRow (&table)[n], const std::string& word) {
     for (const TableRow& row : table) {
         if (row.name && strncasecmp(word.c_str() + 1, row.name, kMaxCompared) == 0)
             return &row;
@@ -342,8 +338,7 @@ int AgentArgs::readOptions() {
             currentArg.starts_with('-') ? findRow(kScanOptions, currentArg) : nullptr;
         if (!row)
             return BAD_ARGUMENT;
-        const auto& allowed = kScanMatrix.at(static_cast<std::size_t>(command));
-        if (allowed.at(static_cast<std::size_t>(row->column)) == 0)
+        if (kScanMatrix[command][row->column] == 0)
             return BAD_ARGUMENT;
 
         const char* const value = row->takesValue ? nextValue() : argv[argIndex];

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <array>
+#include <cstddef>
 #include <cstdlib>
 #include <string>
 #include <type_traits>
@@ -11,7 +11,7 @@
 /// The columns of an entity's class as a table: a new column is a new row. The table is
 /// in the order in which the columns are written; columns that are only read stand behind.
 ///
-///     constexpr std::array<Column<MonDirSpec>, 5> kColumns = {{
+///     constexpr Column<MonDirSpec> kColumns[] = {
 ///         {"mdsID", readNumber<&MonDirSpec::mdsID>, writeNumber<&MonDirSpec::mdsID>},
 ///         ...
 template <class T>
@@ -68,8 +68,7 @@ std::string writeFlag(const T& object) {
 
 /// Sets the fields of `object` whose columns `header` names; the lengths must agree.
 template <class T, std::size_t n>
-void readRow(T& object, const std::array<Column<T>, n>& columns, const Row& header,
-             const Row& row) {
+void readRow(T& object, const Column<T> (&columns)[n], const Row& header, const Row& row) {
     for (std::size_t i = 0; i < row.size(); ++i) {
         for (const Column<T>& column : columns) {
             if (column.read && header[i] == column.name)
@@ -80,8 +79,8 @@ void readRow(T& object, const std::array<Column<T>, n>& columns, const Row& head
 
 /// The rule of most classes: every row in turn, 325 for a row of another length.
 template <class T, std::size_t n>
-void readRows(T& object, const std::array<Column<T>, n>& columns, const Row& header,
-              const Table& rows, const char* complaint) {
+void readRows(T& object, const Column<T> (&columns)[n], const Row& header, const Table& rows,
+              const char* complaint) {
     for (const Row& row : rows) {
         if (row.size() != header.size()) {
             trTrace(naMin, "%s", complaint);
@@ -92,7 +91,7 @@ void readRows(T& object, const std::array<Column<T>, n>& columns, const Row& hea
 }
 
 template <class T, std::size_t n>
-Row columnNames(const std::array<Column<T>, n>& columns) {
+Row columnNames(const Column<T> (&columns)[n]) {
     Row names;
     for (const Column<T>& column : columns) {
         if (column.write)
@@ -102,7 +101,7 @@ Row columnNames(const std::array<Column<T>, n>& columns) {
 }
 
 template <class T, std::size_t n>
-Row columnValues(const std::array<Column<T>, n>& columns, const T& object) {
+Row columnValues(const Column<T> (&columns)[n], const T& object) {
     Row values;
     for (const Column<T>& column : columns) {
         if (column.write)

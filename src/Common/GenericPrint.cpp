@@ -159,6 +159,7 @@ void GenericPrint::write(const std::string& line) {
     if (closed)
         return;
     try {
+        output.clear(output.rdstate());  // raises for a failed open, which write() passes over
         output.write(line.data(), static_cast<std::streamsize>(line.size()));
         output.flush();
     } catch (const std::ios_base::failure& failure) {

@@ -7,12 +7,10 @@
 
 namespace {
 
-constexpr std::array<Column<Domain>, 3> kColumns = {
-    {
-     {"domID", readNumber<&Domain::domID>, writeNumber<&Domain::domID>},
-     {"domName", readText<&Domain::domName>, writeText<&Domain::domName>},
-     {"domTreeID", readNumber<&Domain::domTreeID>, writeNumber<&Domain::domTreeID>},
-     }
+constexpr Column<Domain> kColumns[] = {
+    {"domID",     readNumber<&Domain::domID>,     writeNumber<&Domain::domID>    },
+    {"domName",   readText<&Domain::domName>,     writeText<&Domain::domName>    },
+    {"domTreeID", readNumber<&Domain::domTreeID>, writeNumber<&Domain::domTreeID>},
 };
 
 }  // namespace

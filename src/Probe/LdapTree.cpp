@@ -7,15 +7,12 @@
 
 namespace {
 
-constexpr std::array<Column<LdapTree>, 5> kColumns = {
-    {
-     {"ltTreeID", readNumber<&LdapTree::ltTreeID>, writeNumber<&LdapTree::ltTreeID>},
-     {"ltComputerID", readNumber<&LdapTree::ltComputerID>,
-         writeNumber<&LdapTree::ltComputerID>},
-     {"ltName", readText<&LdapTree::ltName>, writeText<&LdapTree::ltName>},
-     {"ltLdapUser", readText<&LdapTree::ltLdapUser>, writeText<&LdapTree::ltLdapUser>},
-     {"ltPassword", readText<&LdapTree::ltPassword>, writeText<&LdapTree::ltPassword>},
-     }
+constexpr Column<LdapTree> kColumns[] = {
+    {"ltTreeID",     readNumber<&LdapTree::ltTreeID>,     writeNumber<&LdapTree::ltTreeID>    },
+    {"ltComputerID", readNumber<&LdapTree::ltComputerID>, writeNumber<&LdapTree::ltComputerID>},
+    {"ltName",       readText<&LdapTree::ltName>,         writeText<&LdapTree::ltName>        },
+    {"ltLdapUser",   readText<&LdapTree::ltLdapUser>,     writeText<&LdapTree::ltLdapUser>    },
+    {"ltPassword",   readText<&LdapTree::ltPassword>,     writeText<&LdapTree::ltPassword>    },
 };
 
 }  // namespace

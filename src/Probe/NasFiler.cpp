@@ -6,20 +6,18 @@
 
 namespace {
 
-constexpr std::array<Column<NasFiler>, 11> kColumns = {
-    {
-     {"nfAlias", readText<&NasFiler::nfAlias>, nullptr},
-     {"nfCIMOM", readText<&NasFiler::nfCIMOM>, nullptr},
-     {"nfComputerID", readNumber<&NasFiler::nfComputerID>, nullptr},
-     {"nfIPAddress", readText<&NasFiler::nfIPAddress>, nullptr},
-     {"nfManufacturer", readText<&NasFiler::nfManufacturer>, nullptr},
-     {"nfName", readText<&NasFiler::nfName>, nullptr},
-     {"nfNameFormat", readNumber<&NasFiler::nfNameFormat>, nullptr},
-     {"nfNameSpace", readText<&NasFiler::nfNameSpace>, nullptr},
-     {"nfOSType", readNumber<&NasFiler::nfOSType>, nullptr},
-     {"nfVersion", readNumber<&NasFiler::nfVersion>, nullptr},
-     {"nfNetworkName", readText<&NasFiler::nfNetworkName>, nullptr},
-     }
+constexpr Column<NasFiler> kColumns[] = {
+    {"nfAlias",        readText<&NasFiler::nfAlias>,        nullptr},
+    {"nfCIMOM",        readText<&NasFiler::nfCIMOM>,        nullptr},
+    {"nfComputerID",   readNumber<&NasFiler::nfComputerID>, nullptr},
+    {"nfIPAddress",    readText<&NasFiler::nfIPAddress>,    nullptr},
+    {"nfManufacturer", readText<&NasFiler::nfManufacturer>, nullptr},
+    {"nfName",         readText<&NasFiler::nfName>,         nullptr},
+    {"nfNameFormat",   readNumber<&NasFiler::nfNameFormat>, nullptr},
+    {"nfNameSpace",    readText<&NasFiler::nfNameSpace>,    nullptr},
+    {"nfOSType",       readNumber<&NasFiler::nfOSType>,     nullptr},
+    {"nfVersion",      readNumber<&NasFiler::nfVersion>,    nullptr},
+    {"nfNetworkName",  readText<&NasFiler::nfNetworkName>,  nullptr},
 };
 
 }  // namespace

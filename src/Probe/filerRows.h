@@ -6,7 +6,7 @@
 /// The reading rule of filers and what belongs to them: a row of another length than the
 /// header ends the reading with a trace and is no failure.
 template <class T, std::size_t n>
-void readFilerRows(T& object, const std::array<Column<T>, n>& columns, const Row& header,
+void readFilerRows(T& object, const Column<T> (&columns)[n], const Row& header,
                    const Table& rows, const char* function) {
     for (const Row& row : rows) {
         if (row.size() != header.size()) {

@@ -1,5 +1,7 @@
 #include "Scan/AgentScan.h"
 
+#include <iterator>
+
 #include "Common/EntityColumns.h"
 #include "Common/EntityNames.h"
 #include "Common/GenericPrint.h"
@@ -11,12 +13,10 @@
 
 namespace {
 
-constexpr std::array<Column<AgentScan>, 2> kColumns = {
-    {
-     {"asJobName", readText<&AgentScan::asJobName>, writeText<&AgentScan::asJobName>},
-     {"asScanningCompID", readNumber<&AgentScan::asScanningCompID>,
-         writeNumber<&AgentScan::asScanningCompID>},
-     }
+constexpr Column<AgentScan> kColumns[] = {
+    {"asJobName",        readText<&AgentScan::asJobName>,          writeText<&AgentScan::asJobName>},
+    {"asScanningCompID", readNumber<&AgentScan::asScanningCompID>,
+     writeNumber<&AgentScan::asScanningCompID>                                                     },
 };
 
 template <auto nextField, class T>
@@ -49,7 +49,7 @@ void AgentScan::inititializeObject(const Row& header, const Table& rows) {
         throwVexObjectCreation(VEX_COLUMN_COUNT);
     }
     // Meant: a header in another order leaves the fields unset.
-    for (std::size_t i = 0; i < kColumns.size() && i < row.size(); ++i) {
+    for (std::size_t i = 0; i < std::size(kColumns) && i < row.size(); ++i) {
         if (header[i] == kColumns[i].name)
             kColumns[i].read(*this, row[i]);
     }

@@ -19,16 +19,14 @@ std::string writeList(const BackupAction& action) {
     return cell;
 }
 
-constexpr std::array<Column<BackupAction>, 7> kColumns = {
-    {
-     {"baID", nullptr, writeNumber<&BackupAction::baID>},
-     {"baType", nullptr, writeType},
-     {"baDeleteFile", nullptr, writeFlag<&BackupAction::baDeleteFile>},
-     {"baOptions", nullptr, writeText<&BackupAction::baOptions>},
-     {"baFile", nullptr, writeList<&BackupAction::baFile>},
-     {"baFilesystem", nullptr, writeList<&BackupAction::baFilesystem>},
-     {"baConstraintThreshold", nullptr, writeNumber<&BackupAction::baConstraintThreshold>},
-     }
+constexpr Column<BackupAction> kColumns[] = {
+    {"baID",                  nullptr, writeNumber<&BackupAction::baID>                 },
+    {"baType",                nullptr, writeType                                        },
+    {"baDeleteFile",          nullptr, writeFlag<&BackupAction::baDeleteFile>           },
+    {"baOptions",             nullptr, writeText<&BackupAction::baOptions>              },
+    {"baFile",                nullptr, writeList<&BackupAction::baFile>                 },
+    {"baFilesystem",          nullptr, writeList<&BackupAction::baFilesystem>           },
+    {"baConstraintThreshold", nullptr, writeNumber<&BackupAction::baConstraintThreshold>},
 };
 
 }  // namespace

@@ -7,10 +7,8 @@
 
 namespace {
 
-constexpr std::array<Column<CuStatResults>, 1> kColumns = {
-    {
-     {"srID", nullptr, writeNumber<&CuStatResults::srID>},
-     }
+constexpr Column<CuStatResults> kColumns[] = {
+    {"srID", nullptr, writeNumber<&CuStatResults::srID>},
 };
 
 }  // namespace

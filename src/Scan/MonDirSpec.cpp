@@ -14,16 +14,13 @@ void readMasked(MonDirSpec& spec, const std::string& value) {
         spec.mdsMaskedPath = false;
 }
 
-constexpr std::array<Column<MonDirSpec>, 5> kColumns = {
-    {
-     {"mdsID", readNumber<&MonDirSpec::mdsID>, writeNumber<&MonDirSpec::mdsID>},
-     {"mdsGroupID", readNumber<&MonDirSpec::mdsGroupID>,
-         writeNumber<&MonDirSpec::mdsGroupID>},
-     {"mdsComputerID", readNumber<&MonDirSpec::mdsComputerID>,
-         writeNumber<&MonDirSpec::mdsComputerID>},
-     {"mdsPath", readText<&MonDirSpec::mdsPath>, writeText<&MonDirSpec::mdsPath>},
-     {"mdsMaskedPath", readMasked, writeBit<&MonDirSpec::mdsMaskedPath>},
-     }
+constexpr Column<MonDirSpec> kColumns[] = {
+    {"mdsID",         readNumber<&MonDirSpec::mdsID>,         writeNumber<&MonDirSpec::mdsID>     },
+    {"mdsGroupID",    readNumber<&MonDirSpec::mdsGroupID>,    writeNumber<&MonDirSpec::mdsGroupID>},
+    {"mdsComputerID", readNumber<&MonDirSpec::mdsComputerID>,
+     writeNumber<&MonDirSpec::mdsComputerID>                                                      },
+    {"mdsPath",       readText<&MonDirSpec::mdsPath>,         writeText<&MonDirSpec::mdsPath>     },
+    {"mdsMaskedPath", readMasked,                             writeBit<&MonDirSpec::mdsMaskedPath>},
 };
 
 }  // namespace

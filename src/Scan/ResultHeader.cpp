@@ -83,29 +83,27 @@ struct HeaderEntry {
     void (*printHeader)(GenericPrint& out);  // null for a type without columns
 };
 
-constexpr std::array<HeaderEntry, 20> kEntriesBehindAgentScan = {
-    {
-     {entity::CuStatDef, CuStatDef::printHeader},
-     {entity::CuStatResults, CuStatResults::printHeader},
-     {entity::Filesystem, Filesystem::printHeader},
-     {entity::FileType, printFileType},
-     {entity::FileTypeSummary, printFileTypeSummary},
-     {entity::MonDirSpec, MonDirSpec::printHeader},
-     {entity::ResultsByFS, nullptr},
-     {entity::SDirectory, printSDirectory},
-     {entity::SFile, printSFile},
-     {entity::SMonDir, printSMonDir},
-     {entity::SSizeDist, printSSizeDist},
-     {entity::SSummary, SSummary::printHeader},
-     {entity::STimeDist, printSTimeDist},
-     {entity::SUGHist, printSUGHist},
-     {entity::SUserOrGroup, printSUserOrGroup},
-     {entity::FileScoreRule, printFileScoreRule},
-     {entity::SFileCandidate, printSFileCandidate},
-     {entity::UserOrGroup, UserOrGroup::printHeader},
-     {entity::Domain, Domain::printHeader},
-     {entity::LdapTree, LdapTree::printHeader},
-     }
+constexpr HeaderEntry kEntriesBehindAgentScan[] = {
+    {entity::CuStatDef,       CuStatDef::printHeader    },
+    {entity::CuStatResults,   CuStatResults::printHeader},
+    {entity::Filesystem,      Filesystem::printHeader   },
+    {entity::FileType,        printFileType             },
+    {entity::FileTypeSummary, printFileTypeSummary      },
+    {entity::MonDirSpec,      MonDirSpec::printHeader   },
+    {entity::ResultsByFS,     nullptr                   },
+    {entity::SDirectory,      printSDirectory           },
+    {entity::SFile,           printSFile                },
+    {entity::SMonDir,         printSMonDir              },
+    {entity::SSizeDist,       printSSizeDist            },
+    {entity::SSummary,        SSummary::printHeader     },
+    {entity::STimeDist,       printSTimeDist            },
+    {entity::SUGHist,         printSUGHist              },
+    {entity::SUserOrGroup,    printSUserOrGroup         },
+    {entity::FileScoreRule,   printFileScoreRule        },
+    {entity::SFileCandidate,  printSFileCandidate       },
+    {entity::UserOrGroup,     UserOrGroup::printHeader  },
+    {entity::Domain,          Domain::printHeader       },
+    {entity::LdapTree,        LdapTree::printHeader     },
 };
 
 }  // namespace

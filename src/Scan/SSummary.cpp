@@ -7,20 +7,18 @@
 
 namespace {
 
-constexpr std::array<Column<SSummary>, 11> kColumns = {
-    {
-     {"sumFilesystemID", nullptr, writeNumber<&SSummary::sumFilesystemID>},
-     {"sumStatisticID", nullptr, writeNumber<&SSummary::sumStatisticID>},
-     {"sumCapacity", nullptr, writeNumber<&SSummary::sumCapacity>},
-     {"sumFreeSpace", nullptr, writeNumber<&SSummary::sumFreeSpace>},
-     {"sumUsedSpace", nullptr, writeNumber<&SSummary::sumUsedSpace>},
-     {"sumTotalSize", nullptr, writeNumber<&SSummary::sumTotalSize>},
-     {"sumFileCount", nullptr, writeNumber<&SSummary::sumFileCount>},
-     {"sumScanTime", nullptr, writeNumber<&SSummary::sumScanTime>},
-     {"sumAccumCount", nullptr, writeNumber<&SSummary::sumAccumCount>},
-     {"sumType", nullptr, writeNumber<&SSummary::sumType>},
-     {"sumDirectoryCount", nullptr, writeNumber<&SSummary::sumDirectoryCount>},
-     }
+constexpr Column<SSummary> kColumns[] = {
+    {"sumFilesystemID",   nullptr, writeNumber<&SSummary::sumFilesystemID>  },
+    {"sumStatisticID",    nullptr, writeNumber<&SSummary::sumStatisticID>   },
+    {"sumCapacity",       nullptr, writeNumber<&SSummary::sumCapacity>      },
+    {"sumFreeSpace",      nullptr, writeNumber<&SSummary::sumFreeSpace>     },
+    {"sumUsedSpace",      nullptr, writeNumber<&SSummary::sumUsedSpace>     },
+    {"sumTotalSize",      nullptr, writeNumber<&SSummary::sumTotalSize>     },
+    {"sumFileCount",      nullptr, writeNumber<&SSummary::sumFileCount>     },
+    {"sumScanTime",       nullptr, writeNumber<&SSummary::sumScanTime>      },
+    {"sumAccumCount",     nullptr, writeNumber<&SSummary::sumAccumCount>    },
+    {"sumType",           nullptr, writeNumber<&SSummary::sumType>          },
+    {"sumDirectoryCount", nullptr, writeNumber<&SSummary::sumDirectoryCount>},
 };
 
 }  // namespace

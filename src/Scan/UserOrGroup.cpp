@@ -18,19 +18,17 @@ std::string writeNameBytes(const UserOrGroup& object) {
     return cell;
 }
 
-constexpr std::array<Column<UserOrGroup>, 10> kColumns = {
-    {
-     {"ugID", nullptr, writeNumber<&UserOrGroup::ugID>},
-     {"ugGroupID", nullptr, writeNumber<&UserOrGroup::ugGroupID>},
-     {"ugName", nullptr, writeText<&UserOrGroup::ugName>},
-     {"ugDescription", nullptr, writeText<&UserOrGroup::ugDescription>},
-     {"ugDomainID", nullptr, writeNumber<&UserOrGroup::ugDomainID>},
-     {"ugRemoved", nullptr, writeNumber<&UserOrGroup::ugRemoved>},
-     {"ugComputerID", nullptr, writeNumber<&UserOrGroup::ugComputerID>},
-     {"ugNameBytes", nullptr, writeNameBytes},
-     {"ugType", nullptr, writeNumber<&UserOrGroup::ugType>},
-     {"ugUserOrGroupType", nullptr, writeNumber<&UserOrGroup::ugUserOrGroupType>},
-     }
+constexpr Column<UserOrGroup> kColumns[] = {
+    {"ugID",              nullptr, writeNumber<&UserOrGroup::ugID>             },
+    {"ugGroupID",         nullptr, writeNumber<&UserOrGroup::ugGroupID>        },
+    {"ugName",            nullptr, writeText<&UserOrGroup::ugName>             },
+    {"ugDescription",     nullptr, writeText<&UserOrGroup::ugDescription>      },
+    {"ugDomainID",        nullptr, writeNumber<&UserOrGroup::ugDomainID>       },
+    {"ugRemoved",         nullptr, writeNumber<&UserOrGroup::ugRemoved>        },
+    {"ugComputerID",      nullptr, writeNumber<&UserOrGroup::ugComputerID>     },
+    {"ugNameBytes",       nullptr, writeNameBytes                              },
+    {"ugType",            nullptr, writeNumber<&UserOrGroup::ugType>           },
+    {"ugUserOrGroupType", nullptr, writeNumber<&UserOrGroup::ugUserOrGroupType>},
 };
 
 }  // namespace

@@ -1,17 +1,16 @@
 #include "support/TempTree.h"
 
-#include <fcntl.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -38,7 +37,9 @@ TempTree::~TempTree() {
     std::filesystem::remove_all(directory, ignored);
 }
 
-std::string TempTree::path(const std::string& name) const { return directory + "/" + name; }
+std::string TempTree::path(const std::string& name) const {
+    return directory + "/" + name;
+}
 
 void TempTree::mkdirp(const std::string& name) const {
     std::filesystem::create_directories(path(name));
@@ -77,7 +78,10 @@ void TempTree::chown(const std::string& name, unsigned user, unsigned group) con
 
 void TempTree::times(const std::string& name, std::int64_t accessed,
                      std::int64_t modified) const {
-    const std::array<timespec, 2> both = {timespec{accessed, 0}, timespec{modified, 0}};
+    const std::array<timespec, 2> both = {
+        timespec{accessed, 0},
+        timespec{modified, 0}
+    };
     require(utimensat(AT_FDCWD, path(name).c_str(), both.data(), AT_SYMLINK_NOFOLLOW) == 0,
             "times " + name);
 }
@@ -105,7 +109,8 @@ bool TestMount::possible() {
 
 TestMount::TestMount(std::string mountPoint) : directory(std::move(mountPoint)) {}
 
-TestMount::TestMount(TestMount&& other) noexcept : directory(std::exchange(other.directory, "")) {}
+TestMount::TestMount(TestMount&& other) noexcept
+    : directory(std::exchange(other.directory, "")) {}
 
 TestMount::~TestMount() {
     if (!directory.empty())

@@ -59,8 +59,8 @@ private:
     std::string directory;  // empty once moved from
 };
 
-#define SKIP_UNLESS_ROOT_CAN_MOUNT()                                 \
-    do {                                                             \
-        if (!TestMount::possible())                                  \
-            GTEST_SKIP() << "needs root and the right to mount";     \
+#define SKIP_UNLESS_ROOT_CAN_MOUNT()                             \
+    do {                                                         \
+        if (!TestMount::possible())                              \
+            GTEST_SKIP() << "needs root and the right to mount"; \
     } while (false)
