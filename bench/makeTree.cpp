@@ -5,15 +5,14 @@
 /// About one entry in 35 is a directory, up to eight levels deep. Files are empty, sparse
 /// or one page long; one in 50 is a symbolic link and one in 100 a second link of a file.
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -69,7 +68,9 @@ int main(int argc, char** argv) {
     }
     const long entries = std::strtol(argv[2], nullptr, 10);
     Random random;
-    std::vector<Directory> directories = {{argv[1], 0}};
+    std::vector<Directory> directories = {
+        {argv[1], 0}
+    };
     std::string lastFile;
     for (long i = 0; i < entries; ++i) {
         const Directory& parent = directories[random.below(directories.size())];

@@ -3,23 +3,22 @@
 ///
 /// usage: run_pairs ROUNDS COMMAND_A COMMAND_B
 
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
 
 struct Run {
-    double wall;      // seconds
-    double user;      // seconds
-    double system;    // seconds
-    double peak;      // MiB
+    double wall;    // seconds
+    double user;    // seconds
+    double system;  // seconds
+    double peak;    // MiB
 };
 
 double seconds(const timeval& time) {
@@ -76,7 +75,8 @@ int main(int argc, char** argv) {
         b.push_back(runOnce(argv[3]));
         ratios.push_back(a.back().wall / b.back().wall);
     }
-    std::printf("A: %s\nB: %s\n%-18s %9s %9s %9s\n", argv[2], argv[3], "", "min", "median", "max");
+    std::printf("A: %s\nB: %s\n%-18s %9s %9s %9s\n", argv[2], argv[3], "", "min", "median",
+                "max");
     print("A wall s", a, &Run::wall);
     print("B wall s", b, &Run::wall);
     print("A user s", a, &Run::user);
