@@ -99,14 +99,13 @@ void DefinitionLoader::loadCuStatDef(const Entity& entity, AgentScan& request) {
         if (child->name == entity::ResultsByFS)
             loadResultsByFS(*child, *statistic);
     }
-    CuStatDef* const head = request.getStatistics();
-    if (!head) {
-        request.setStatistics(statistic.release());
-        return;
+    if (lastStatistic) {
+        statistic->sdPrev = lastStatistic->getTail();
+        statistic->sdPrev->sdNext = statistic.get();
+    } else {
+        request.setStatistics(statistic.get());
     }
-    CuStatDef* const tail = head->getTail();
-    statistic->sdPrev = tail;
-    tail->sdNext = statistic.release();
+    lastStatistic = statistic.release();
 }
 
 /// The results that a statistic wants for a file system that it names: only the first

@@ -37,4 +37,5 @@ private:
     [[nodiscard]] std::unique_ptr<T> make(const Entity& entity);
 
     ParserAPI parser;
+    CuStatDef* lastStatistic = nullptr;  // not owned; the tail of the list is found from here
 };

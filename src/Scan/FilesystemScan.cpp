@@ -52,13 +52,6 @@ std::vector<ListElement*> inBindingOrder(ListElement* head) {
     return members;
 }
 
-void appendResults(CuStatDef* statistic, ResultsByFS* results) {
-    ResultsByFS** link = &statistic->sdResults;
-    while (*link)
-        link = &(*link)->nextResultsByFS;
-    *link = results;
-}
-
 }  // namespace
 
 /// The actions of one walk and, at equal positions, their filters.
@@ -175,10 +168,9 @@ void FilesystemScan::appendFSRef(Filesystem* filesystem, const Mounts& mount) {
     fsRef->mountPath = mount.mountPoint;
     fsByID[filesystem->fsID] = fsRef.get();
     ++goodFilesystems;
-    ListElement** link = &fsAnchor;
-    while (*link)
-        link = &(*link)->nextElement;
-    *link = fsRef.release();
+    ListElement*& end = lastFSRef ? lastFSRef->nextElement : fsAnchor;
+    lastFSRef = fsRef.release();
+    end = lastFSRef;
 }
 
 void FilesystemScan::bindStatistics() {
@@ -251,12 +243,16 @@ void FilesystemScan::bindAllFilesystems(Tree* tree) {
     trTrace(naMin,
             "for(fsRef = fsAnchor; fsRef != NULL; fsRef = static_cast<FSRef*> "
             "(fsRef->nextElement))...");
+    ResultsByFS** end = &tree->statistic->sdResults;
+    while (*end)
+        end = &(*end)->nextResultsByFS;
     for (ListElement* member = fsAnchor; member; member = member->nextElement) {
         auto* const fsRef = static_cast<FSRef*>(member);
         auto results = std::make_unique<ResultsByFS>();
         results->rfDirOrFS = fsRef->filesystem;
-        appendResults(tree->statistic, results.get());
-        newFSAssoc(fsRef, tree->statistic, tree, results.release());
+        *end = results.release();
+        newFSAssoc(fsRef, tree->statistic, tree, *end);
+        end = &(*end)->nextResultsByFS;
     }
 }
 
@@ -530,7 +526,7 @@ void FilesystemScan::unlockOne(const Filesystem* filesystem) {
 void FilesystemScan::clearUp() {
     TraceScope scope("FilesystemScan::clearUp");
     deleteList(fsAnchor);
-    fsAnchor = nullptr;
+    fsAnchor = lastFSRef = nullptr;
     deleteList(trees);
     trees = nullptr;
     for (const MonDirSpec* dirSpec = scanObject->getDirectories(); dirSpec;

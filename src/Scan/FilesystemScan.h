@@ -168,6 +168,7 @@ private:
     std::int32_t runningCode = 0;          // only rises
     std::int32_t goodFilesystems = 0;
     ListElement* fsAnchor = nullptr;           // owned FSRefs in request order
+    ListElement* lastFSRef = nullptr;          // not owned, the tail of that list
     ListElement* trees = nullptr;              // owned Trees, newest first
     std::map<std::int32_t, FSRef*> fsByID;     // members not owned
     std::vector<Filesystem*> fakeFilesystems;  // members not owned
