@@ -11,12 +11,12 @@ die() {
     exit 1
 }
 
-# configure_and_build PRESET [CMAKE_OPTION ...]
+# configure_and_build PRESET [TARGET ...]
 configure_and_build() {
     local preset=$1
     shift
-    cmake --preset "$preset" "$@" >/dev/null
-    cmake --build --preset "$preset"
+    cmake --preset "$preset" >/dev/null
+    cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
 # install_tree PRESET DIRECTORY: a fresh install tree of the job
