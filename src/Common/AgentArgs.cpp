@@ -380,7 +380,9 @@ std::string AgentArgs::findProgram() const {
         return normalised(name);
 
     const char* const variable = std::getenv("PATH");
-    const std::string_view directories = variable ? variable : "";
+    if (!variable)
+        return {};
+    const std::string_view directories = variable;
     for (std::size_t start = 0; start <= directories.size();) {
         const std::size_t end = std::min(directories.find(':', start), directories.size());
         std::string candidate(directories.substr(start, end - start));

@@ -1,5 +1,6 @@
 #include "Common/LogManager.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdio>

@@ -49,15 +49,14 @@ std::map<int, std::string> LogUtil::getMatchingFilesMap(const std::string& direc
 }
 
 std::string LogUtil::getNextLogName(const std::string& directory, const std::string& component,
-                                    const std::string& extension, bool reuse) {
+                                    const std::string& extension, bool reuse) const {
     TraceScope scope("LogUtil::getNextLogName");
     const std::map<int, std::string> files =
         getMatchingFilesMap(directory, component, extension);
     int instance = 1;
     if (!files.empty()) {
         const auto& [newest, path] = *files.rbegin();
-        newFile = !reuse || !hasRoom(path);
-        instance = newFile ? newest + 1 : newest;
+        instance = reuse && hasRoom(path) ? newest : newest + 1;
     }
     return component + "_" + zeroPadded(instance, kInstanceDigits) + extension;
 }

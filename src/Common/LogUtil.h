@@ -20,14 +20,10 @@ public:
     /// on while more than 1023 bytes of its size limit are left.
     [[nodiscard]] std::string getNextLogName(const std::string& directory,
                                              const std::string& component,
-                                             const std::string& extension, bool reuse);
-
-    /// True once the last name stood for a file that does not exist yet.
-    [[nodiscard]] bool isNewFile() const { return newFile; }
+                                             const std::string& extension, bool reuse) const;
 
 private:
     [[nodiscard]] bool hasRoom(const std::string& path) const;
 
     std::int32_t maxSize = 1024;  // kilobytes
-    bool newFile = false;
 };
