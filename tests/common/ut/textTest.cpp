@@ -1,11 +1,12 @@
-#include "common/ut/text.h"
+#include <cerrno>
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
+#include "common/ut/text.h"
 
 TEST(textTest, PrintableLeavesNothingThatEndsALine) {
-    EXPECT_EQ("a b c d ", printable("a\nb\rc\x1b" "d\x7f"));
+    EXPECT_EQ("a b c d ", printable("a\nb\rc\x1b"
+                                    "d\x7f"));
     EXPECT_EQ("\xc3\xa4 \xff", printable("\xc3\xa4 \xff"));
     EXPECT_EQ(std::string("a b"), printable(std::string("a\0b", 3)));
 }

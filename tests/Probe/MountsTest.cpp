@@ -1,0 +1,111 @@
+#include <sys/statvfs.h>
+
+#include <gtest/gtest.h>
+
+#include "Common/LogManager.h"
+#include "Probe/Filesystem.h"
+#include "Probe/Mounts.h"
+#include "common/nls/nls.h"
+#include "support/TempTree.h"
+
+namespace {
+
+class MountsTest : public testing::Test {
+protected:
+    MountsTest() {
+        EXPECT_EQ(0, nlSetUp("cvnna.cat", SCAN_NLS_DIR));
+        logManager = std::make_unique<LogManager>(tree.path("log"));
+    }
+    ~MountsTest() override { logManager.reset(); }
+
+    /// The rows of a mount table: "device|mount point|type|options", a line for each.
+    std::string rows(const std::string& text) const {
+        tree.write("mtab", text);
+        Mounts row(tree.path("mtab"));
+        std::string t = row.openMnttab() ? "" : "not open";
+        while (row.nextMount())
+            t += row.device + "|" + row.mountPoint + "|" + row.type + "|" + row.options + "\n";
+        return t;
+    }
+    bool logged(const std::string& end) const { return tree.read("log").ends_with(end + "\n"); }
+    int physicalSize(const std::string& device, const std::string& type) {
+        Mounts row;
+        row.device = tree.path(device);
+        row.type = type;
+        return Mounts::GetPhysicalSize(filesystem, row);
+    }
+
+    TempTree tree;
+    Filesystem filesystem;
+};
+
+TEST_F(MountsTest, ReadsTheRowsThatAreStorage) {
+    const std::string overLong = "/b /b xfs " + std::string(2000, 'x') + " 0 0\n";
+    EXPECT_EQ(
+        "/dev/a|/a b|ext4|\n/b|/b|xfs|\n/dev/l|/l|ext4|loop bind\nmap|/m|autofs4|\n",
+        rows("# comment\nproc /proc proc rw 0 0\n/dev/a /a\\040b ext4 rw 0 0\n" + overLong +
+             "/dev/l /l ext4 rw,bind,loop=/dev/loop0 0 0\nx /x vxodmfs rw 0 0\n"
+             "x none swap sw 0 0\nmap /m autofs4 rw 0 0\nx /x auto rw 0 0"));
+    EXPECT_FALSE(Mounts(tree.path("none")).openMnttab());
+    EXPECT_TRUE(logged("opened: " + tree.path("none") + " - No such file or directory"));
+}
+
+TEST_F(MountsTest, AClusterIsNamedByItsFirstDirectory) {
+    tree.mkdirp("full/.hidden");
+    tree.mkdirp("full/cluster1");
+    tree.touch("full/file");
+    const std::string full = "any " + tree.path("full") + " grfs2 rw 0 0\n";
+    const std::string row = "cluster1|" + tree.path("full") + "|gridfs|\n";
+    EXPECT_EQ(row, rows(full + "any " + tree.path("full/.hidden") + " gridfs rw 0 0\n" + full));
+    EXPECT_TRUE(logged("STA0622E The cluster name cannot be found."));
+    EXPECT_EQ("", rows("any /no/such gridfs rw 0 0\n" + full));
+    EXPECT_NE(std::string::npos, tree.read("log").find("STA0620E"));
+}
+
+TEST_F(MountsTest, FillsTheSpaceFigures) {
+    SKIP_UNLESS_ROOT_CAN_MOUNT();
+    tree.mkdirp("m");
+    const TestMount mounted = TestMount::tmpfs(tree.path("m"));
+    tree.touch("m/file", 100000);
+    struct statvfs expected {};
+    ASSERT_EQ(0, statvfs(tree.path("m").c_str(), &expected));
+    const std::uint64_t units = expected.f_frsize / 512;
+    Mounts row;
+    row.mountPoint = tree.path("m");
+    for (const int nfsTimeout : {0, 5}) {
+        row.type = nfsTimeout == 0 ? "tmpfs" : "vxfs";  // which keeps the inode figures
+        Filesystem f;
+        ASSERT_EQ(0, row.statFS(f, nfsTimeout));
+        EXPECT_EQ(expected.f_blocks * units, static_cast<std::uint64_t>(f.fsCapacity));
+        EXPECT_EQ(expected.f_bavail * units, static_cast<std::uint64_t>(f.fsFreeSpace));
+        EXPECT_EQ(f.fsCapacity - f.fsFreeSpace, f.fsUsedSpace);
+        EXPECT_EQ(nfsTimeout == 0 ? 2 : 0, f.fsUsedInodes);
+    }
+    row.mountPoint = "/no/such";
+    EXPECT_EQ(12, row.statFS(filesystem, 0));
+    EXPECT_TRUE(logged("/no/such - No such file or directory"));
+}
+
+TEST_F(MountsTest, ReadsTheSizeOfADeviceInItsSuperBlock) {
+    const auto size = [&](std::uint32_t blocks, std::uint32_t exponent) {
+        std::string device(1024 + 256, '\0');
+        for (unsigned i = 0; i < 4; ++i) {
+            device[1028 + i] = static_cast<char>(blocks >> 8 * i);
+            device[1048 + i] = static_cast<char>(exponent >> 8 * i);
+        }
+        tree.write("device", device);
+        EXPECT_EQ(0, physicalSize("device", "ext4"));
+        return filesystem.fsPhysicalSize;
+    };
+    EXPECT_EQ(800, size(100, 2));
+    EXPECT_EQ(-2147483648, size(0x40000000, 0)) << "a size has 32 bits and a sign";
+    EXPECT_EQ(0, size(1, 31) + size(1, 0xFFFFFFFF));
+    tree.touch("short", 1024 + 255);
+    tree.mkfifo("fifo");
+    EXPECT_EQ(8, physicalSize("short", "fat"));
+    EXPECT_EQ(4, physicalSize("none", "msdos"));
+    EXPECT_EQ(8, physicalSize("fifo", "ext3"));
+    EXPECT_TRUE(logged("ext3 - Illegal seek"));
+}
+
+}  // namespace
