@@ -1,0 +1,49 @@
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "Probe/Filesystem.h"
+#include "Scan/CuStatAccum.h"
+#include "Scan/CuStatDef.h"
+#include "Scan/CuStatResults.h"
+#include "Scan/FileAttributes.h"
+#include "Scan/unix/ScannerUnix.h"
+
+class CuStatAccumTest : public testing::Test {
+protected:
+    std::unique_ptr<CuStatResults> begin(CuStatAccum& accum) {
+        statistic.sdSummary = true;
+        accum.buildAccum(&statistic, &filesystem);
+        return accum.takeResults();
+    }
+
+    void meet(CuStatAccum& accum, std::int64_t blocks, int links, std::int64_t inode) {
+        FileAttributes file;
+        file.faType = FA_FILE;
+        file.faBlocks = blocks;
+        file.faLinkCount = links;
+        file.faInodeNumber = inode;
+        accum.actUpon(&scanner, &file);
+    }
+
+    CuStatDef statistic;
+    Filesystem filesystem;
+    ScannerUnix scanner{&filesystem, {}, {}, nullptr, nullptr, "", 0};
+};
+
+// Meant: the first link of a file never counts, each later one does.
+TEST_F(CuStatAccumTest, EachStatisticCountsAFileAtItsLaterLinks) {
+    constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+    CuStatAccum accum, other;
+    const auto results = begin(accum);
+    const auto otherResults = begin(other);
+    for (const int blocks : {1, 10})
+        meet(accum, blocks, 2, 77);
+    for (const auto blocks : {kMost - 1, kMost, kMost})
+        meet(accum, blocks, 3, 78);
+    meet(accum, 100000, 2, 79);
+    meet(other, 7, 2, 77);
+    EXPECT_EQ(10 - 2, results->srSummary->sumTotalSize);  // the sum wraps
+    EXPECT_EQ(3, results->srSummary->sumFileCount);
+    EXPECT_EQ(0, otherResults->srSummary->sumFileCount);
+}

@@ -1,0 +1,182 @@
+#include <cstdint>
+#include <deque>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/mount.h>
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "Scan/WalkTest.h"
+#include "Scan/unix/ScannerUnix.h"
+#include "common/unx/UniqueFd.h"
+
+class ScannerUnixTest : public WalkTest {
+protected:
+    std::int32_t walk() { return WalkTest::walk(factory, tree.root()); }
+
+    const TempTree tree;
+    DirectoryReaderFactory factory;
+};
+
+TEST_F(ScannerUnixTest, TellsADirectoryBeforeItsContentWhateverTheName) {
+    for (const std::string name : {"new\nline", "-rf", "\xff\xfe\x80", "q\"u,o'te", " "}) {
+        tree.mkdirp(name);
+        tree.touch(name + "/f");
+        action.story.clear();
+        EXPECT_EQ(0, walk());
+        EXPECT_EQ("act 3 /, enter /, act 3 /" + name + ", enter /" + name + ", act 1 /" + name +
+                      "/f, left, left",
+                  action.story);
+        std::filesystem::remove_all(tree.path(name));
+    }
+}
+
+TEST_F(ScannerUnixTest, AttributesAreThoseOfLstat) {
+    SKIP_UNLESS_ROOT_CAN_MOUNT();
+    const std::tuple<std::string, mode_t, std::int32_t, std::uint32_t> kEntries[] = {
+        {"file",      S_IFREG | 0644,  FA_FILE,      0                                         },
+        {"tool",      S_IFREG | 06001, FA_FILE,      FA_SET_USER | FA_SET_GROUP | FA_EXECUTABLE},
+        {"orphan",    S_IFREG | 01600, FA_FILE,      FA_STICKY | FA_ORPHAN                     },
+        {"directory", S_IFDIR | 03755, FA_DIRECTORY, FA_STICKY | FA_SET_GROUP                  },
+        {"link",      S_IFLNK | 0777,  FA_LINK,      0                                         },
+        {"pipe",      S_IFIFO | 0777,  FA_PIPE,      0                                         },
+        {"socket",    S_IFSOCK | 0600, FA_SOCKET,    0                                         },
+        {"tape",      S_IFCHR | 0600,  FA_DEVICE,    0                                         },
+        {"disk",      S_IFBLK | 0600,  FA_DEVICE,    FA_BLOCK_DEVICE                           },
+    };
+    const TestMount mount = TestMount::tmpfs(tree.root());  // which keeps any time
+    tree.touch("future");
+    tree.times("future", 0, INT64_MAX / 2);
+    tree.mkdirp("directory/below");
+    tree.symlink("directory", "link");
+    tree.touch("file", 10000);
+    tree.link("file", "file2");
+    for (const auto& [name, mode, type, flags] : kEntries) {
+        mknod(tree.path(name).c_str(), mode, 0x101);  // unless it is there
+        tree.chown(name, (flags & FA_ORPHAN) != 0 ? 54321 : 0, 54322);
+        if (type != FA_LINK)
+            tree.chmod(name, mode & 07777);
+        tree.times(name, type == FA_FILE ? 9000 : 1000, 5000);
+    }
+    EXPECT_EQ(0, walk());
+    EXPECT_FALSE(action.seen.contains("/link/below"));
+    EXPECT_EQ(INT64_MAX, action.seen["/future"].faModified);
+    for (const auto& [name, mode, type, flags] : kEntries) {
+        SCOPED_TRACE(name);
+        struct stat status {};
+        EXPECT_EQ(0, lstat(tree.path(name).c_str(), &status));
+        const FileAttributes& file = action.seen["/" + name];
+        EXPECT_EQ(type, file.faType);
+        EXPECT_EQ(flags, file.faAttributes);
+        EXPECT_EQ(status.st_size, file.faLength);
+        EXPECT_EQ(status.st_blocks, file.faBlocks);
+        EXPECT_EQ(status.st_ino, static_cast<ino_t>(file.faInodeNumber));
+        EXPECT_EQ(name == "file" ? 2 : 1, file.faLinkCount);
+        EXPECT_EQ(5000'000, file.faModified);
+        EXPECT_EQ(type == FA_FILE ? 9000'000 : 5000'000, file.faAccessed);
+        EXPECT_EQ(users.lookup(Sid(status.st_uid), false), file.faOwner);
+        EXPECT_EQ(users.lookup(Sid(status.st_gid), true), file.faGroup);
+    }
+}
+
+TEST_F(ScannerUnixTest, OtherMountsAreCountedButNeitherShownNorEntered) {
+    SKIP_UNLESS_ROOT_CAN_MOUNT();
+    for (const char* name : {"tmp", "bound", "source"})
+        tree.mkdirp(name);
+    tree.touch("source/f");
+    tree.touch("file");
+    const TestMount mounts[] = {TestMount::tmpfs(tree.path("tmp")),
+                                TestMount::bind(tree.path("source"), tree.path("bound")),
+                                TestMount::bind(tree.path("source/f"), tree.path("file"))};
+    EXPECT_EQ(0, walk());
+    EXPECT_EQ("/ /source /source/f", action.paths());
+    EXPECT_EQ(1, logged("AGT0144I 6 entries"));
+}
+
+TEST_F(ScannerUnixTest, AllLayersOfAnOverlayAreOneFileSystem) {
+    SKIP_UNLESS_ROOT_CAN_MOUNT();
+    const TestMount outer = TestMount::tmpfs(tree.root());  // takes the overlay along
+    for (const char* name : {"lower", "upper", "work", "merged"})
+        tree.mkdirp(name);
+    const TestMount lower = TestMount::tmpfs(tree.path("lower"));
+    tree.touch("lower/old");
+    const std::string options = "lowerdir=" + tree.path("lower,upperdir=") +
+                                tree.path("upper,workdir=") + tree.path("work");
+    if (mount("none", tree.path("merged").c_str(), "overlay", 0, options.c_str()) != 0)
+        GTEST_SKIP() << "needs overlay file systems";
+    EXPECT_EQ(0, WalkTest::walk(factory, tree.path("merged")));
+    EXPECT_EQ("/ /old", action.paths());
+}
+
+TEST_F(ScannerUnixTest, ADirectoryExchangedBeforeItIsOpenedIsNotEntered) {
+    std::deque<TempTree> aside;
+    const std::function<void()> kExchanges[] = {
+        [&] { tree.symlink(aside.back().path("was"), "d"); },
+        [this] { tree.mkdirp("d/secret"); }, [this] { tree.mkfifo("d"); }, [] { /* gone */ }};
+    for (const auto& exchange : kExchanges) {
+        tree.mkdirp("d/before");
+        action.onAct = [&](const std::string& path) {
+            if (path == "/")
+                return;
+            aside.emplace_back();
+            std::filesystem::rename(tree.path("d"), aside.back().path("was"));
+            exchange();
+        };
+        action.story.clear();
+        EXPECT_EQ(0, walk());
+        EXPECT_EQ("act 3 /, enter /, act 3 /d, enter /d, left, left", action.story);
+        std::filesystem::remove_all(tree.path("d"));
+    }
+    EXPECT_EQ(4, logged("STA0121E.* /d "));
+}
+
+TEST_F(ScannerUnixTest, DirectoriesBelowTheDeepestLevelAreShownButNotEntered) {
+    std::string deepest;  // the last that is entered
+    for (int level = 1; level < Scanner::kMaxComponents; ++level)
+        deepest += "/d";
+    tree.mkdirp(deepest + "/one/below");
+    tree.touch(deepest + "/file");
+    EXPECT_EQ(0, walk());
+    EXPECT_EQ(1, logged("STA0001E.* " + deepest + " "));
+    EXPECT_EQ(200U + 2U, action.seen.size());  // those down to it, and what it holds
+}
+
+TEST_F(ScannerUnixTest, EntriesWithTooLongAPathAreSkipped) {
+    UniqueFd directory(open(tree.root().c_str(), O_RDONLY));
+    const std::string component(250, 'c');
+    std::size_t length = tree.root().size() + 1;
+    for (int depth = 0; depth < 20; ++depth, length += component.size() + 1) {
+        for (std::size_t total = 4095; total <= 4097 && total - length < 250; ++total)
+            mknodat(directory.get(), std::string(total - length, 'f').c_str(), S_IFREG, 0);
+        mkdirat(directory.get(), component.c_str(), 0755);
+        directory.reset(openat(directory.get(), component.c_str(), O_RDONLY));
+    }
+    tree.touch("sibling");
+    EXPECT_EQ(0, walk());
+    // The root, the sibling, 16 directories, one file; then four that are too long.
+    EXPECT_EQ(19U, action.seen.size());
+    EXPECT_EQ(1, logged("STA0063E"));
+    EXPECT_EQ(1, logged("AGT0144I 22 entries"));
+}
+
+TEST_F(ScannerUnixTest, SnapshotsAreLeftOutAtTheTopOnly) {
+    for (const char* name : {".snapshot/in", "x.snapshots/in", "a/.snapshot/in"})
+        tree.mkdirp(name);
+    tree.touch(".snapshot.txt");
+    EXPECT_EQ(0, walk());
+    EXPECT_EQ("/ /.snapshot.txt /a /a/.snapshot /a/.snapshot/in", action.paths());
+    EXPECT_EQ(1, logged("AGT0144I 5 entries"));
+}
+
+TEST_F(ScannerUnixTest, ARootThatCannotBeReadGivesAnEmptyWalk) {
+    EXPECT_EQ(4, WalkTest::walk(factory, tree.path("gone")));
+    EXPECT_EQ("enter /, left", action.story);
+    EXPECT_EQ(1, logged("STA0063E.* / "));
+
+    tree.touch("file");
+    filesystem.fsMountPoint = tree.path("file");
+    EXPECT_EQ(0, WalkTest::walk(factory, ""));
+    EXPECT_EQ(2, logged("STA0121E"));
+    EXPECT_EQ(2, logged("AGT0144I 1 entries"));
+}
