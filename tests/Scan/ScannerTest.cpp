@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Common/GenericException.h"
+#include "Scan/FileAttributes.h"
 #include "Scan/Scanner.h"
 #include "Scan/WalkTest.h"
 #include "Scan/unix/DirectoryReaderUnix.h"
@@ -89,4 +90,53 @@ TEST_F(ScannerTest, AFailureAtAnEntryLeavesTheOthersAlone) {
     }
     action.onAct = [](const std::string& path) { raiseFor(path + "-failure", "a"); };
     EXPECT_EQ(8, walk(*this, tree.root()));
+}
+
+namespace {
+
+/// A directory of so many files that are on no disk.
+class CountingReader : public DirectoryReaderUnix {
+public:
+    explicit CountingReader(long entries) : left(entries) {}
+    bool NextDirEntry(std::int16_t /*fsType*/) override {
+        scanner->ScannerFinishOffNextEntry("file");
+        return left-- > 0;
+    }
+    std::optional<EntryIdentity> Stat(FileAttributes* file) override {
+        file->faType = FA_FILE;
+        return EntryIdentity{};
+    }
+
+private:
+    long left;
+};
+
+class CountingFactory : public DirectoryReaderFactory {
+public:
+    std::unique_ptr<DirectoryReader> newDirectoryReader(Scanner* scanner, bool first) override {
+        auto reader = std::make_unique<CountingReader>(entries);
+        reader->init(scanner, first);
+        return reader;
+    }
+    long entries = 0;
+};
+
+}  // namespace
+
+TEST_F(ScannerTest, ProgressIsToldEveryHundredThousandEntriesTheRootIncluded) {
+    CountingFactory readers;
+    const std::pair<long, long> kReports[] = {
+        {99998,  0},
+        {99999,  1},
+        {199998, 1},
+        {199999, 2}
+    };
+    long before = 0;
+    for (const auto& [entries, reports] : kReports) {
+        readers.entries = entries;
+        EXPECT_EQ(0, walk(readers, tree.root()));
+        EXPECT_EQ(before + reports, logged("AGT0143I [12]00000 "));
+        EXPECT_EQ(1, logged("AGT0144I " + std::to_string(entries + 1) + " "));
+        before += reports;
+    }
 }
