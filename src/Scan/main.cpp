@@ -9,6 +9,7 @@
 ///       CuStatDef           a statistic to collect, with its results below it
 ///     FilesystemScan        request to results: binds, then walks one file system at a time
 ///       FilesystemScanArrange.cpp  what is mounted where, which directory lies on what
+///       FilesystemScanResults.cpp  writing the results, undoing a failed file system
 ///     Selection             clause of a statistic to filter (SelectNode)
 ///
 ///   The walk, Scan/ and Scan/unix/
@@ -40,14 +41,16 @@
 ///   Foundation, common/
 ///     ut                    trace, small text helpers, directories
 ///     nls                   message catalogs
-///     unx                   descriptors, file system calls that can hang
+///     unx                   start of the process, descriptors, calls that can hang
 
 #include <clocale>
 #include <memory>
 
 #include "Scan/ExecScan.h"
+#include "common/unx/processStart.h"
 
 int main(int argc, char** argv) {
+    prepareProcess();
     // Messages alone: any other category would change how names are matched and written.
     std::setlocale(LC_MESSAGES, "");
 

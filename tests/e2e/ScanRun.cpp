@@ -75,6 +75,8 @@ void ScanRun::startPlain(const std::vector<std::string>& arguments) {
     const pid_t child = fork();
     if (child == 0) {
         dup2(out[1], STDOUT_FILENO);
+        if (inChild)
+            inChild();
         execv(argv[0], argv.data());
         _exit(127);
     }

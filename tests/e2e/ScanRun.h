@@ -49,6 +49,7 @@ public:
     static constexpr char kLog[] = "log/srv/job.0003_scan.00000005.log";
 
     TempTree tree;                            // the install tree
+    std::function<void()> inChild;            // called in the process before it starts
     std::function<void(pid_t)> whileRunning;  // called once the process has started
     int exitCode = -1;   // of the process; 128 and a signal number if it was killed
     std::string output;  // standard output

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <string>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -371,6 +372,45 @@ TEST_F(ScanEndingTest, AResultThatCannotBeWrittenIsToldAndRemoved) {
     start();
     EXPECT_EQ("9 1 log", ending(run));
     ASSERT_EQ(0, umount(run.tree.path("output").c_str()));
+}
+
+TEST_F(ScanEndingTest, AResultThatIsALinkOrAFifoIsRefused) {
+    run.tree.mkdirp("output/srv");
+    run.tree.write("victim", "untouched");
+    run.tree.symlink(run.tree.path("victim"), ScanRun::kResult);
+    request();
+    start();
+    EXPECT_EQ("9 1 log", ending(run));
+    EXPECT_EQ("untouched", run.tree.read("victim"));
+
+    run.tree.mkfifo(ScanRun::kResult);
+    request();
+    start();
+    EXPECT_EQ("9 1 log", ending(run));
+}
+
+TEST_F(ScanEndingTest, WhatTheParentLeavesBehindDoesNoHarm) {
+    // A message that the catalog lacks is told on standard output, which is closed here.
+    run.tree.write("few.msg", "$set 1\n1144 AGT0146I \\001started\n");
+    const std::string catalog = run.tree.path("nls/en_US/cvnna.cat");
+    ASSERT_EQ(0, unlink(catalog.c_str()));
+    ASSERT_EQ(0, std::system(("gencat " + catalog + " " + run.tree.path("few.msg")).c_str()));
+    run.inChild = [] {
+        for (const int descriptor : {0, 1, 2})
+            close(descriptor);
+    };
+    request();
+    start();
+    EXPECT_EQ("0 1 result log", ending(run));
+    EXPECT_EQ(std::string::npos, run.result().find("KLM9999E"));
+
+    run.inChild = [] {
+        const struct rlimit oneKilobyte { 1024, 1024 };
+        setrlimit(RLIMIT_FSIZE, &oneKilobyte);
+    };
+    request();
+    start();
+    EXPECT_EQ("9 1 log", ending(run));
 }
 
 TEST_F(ScanEndingTest, AStopEndsTheWalkWithoutAResult) {

@@ -26,6 +26,7 @@ void setSignalHandlers() {
     sigemptyset(&ignore.sa_mask);
     sigaction(SIGPIPE, &ignore, nullptr);
     sigaction(SIGHUP, &ignore, nullptr);
+    sigaction(SIGXFSZ, &ignore, nullptr);  // the write fails instead
 
     setpgid(0, 0);
 }
