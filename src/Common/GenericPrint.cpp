@@ -1,6 +1,7 @@
 #include "Common/GenericPrint.h"
 
 #include <algorithm>
+#include <sys/stat.h>
 
 #include "Common/GenericException.h"
 #include "common/ut/TraceScope.h"
@@ -45,6 +46,7 @@ GenericPrint::GenericPrint(std::int32_t outputFormat, const std::string& file)
 }
 
 void GenericPrint::open() {
+    TraceScope scope("GenericPrint::open");
     if (fileName.empty()) {
         trTrace(naMin, "Output file-name is empty.\n");
         return;
@@ -56,6 +58,12 @@ void GenericPrint::open() {
             trTrace(naMin, "Unable to create path: %s\n", directory.c_str());
             return;
         }
+    }
+    // A link would lead the job elsewhere, and a FIFO would block it.
+    struct stat status {};
+    if (lstat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        output.setstate(std::ios::failbit);
+        return;
     }
     output.open(fileName, std::ios::out | std::ios::binary | std::ios::trunc);
 }
@@ -156,6 +164,7 @@ void GenericPrint::close(const std::string& text) {
 }
 
 void GenericPrint::write(const std::string& line) {
+    TraceScope scope("GenericPrint::write");
     if (closed)
         return;
     try {
