@@ -27,6 +27,7 @@ install_tree() {
 
 # write_definition FILE JOB MOUNTPOINT: asks for the built-in summary of one file system
 write_definition() {
+    local mountpoint=${3//\"/\"\"}
     mkdir -p "$(dirname "$1")"
     cat >"$1" <<END
 [Header]
@@ -40,7 +41,7 @@ sdID,sdCreator,sdName,sdType,sdSummary
 [AgentScan]
 "$2",1
 [Filesystem]
-1,"$3","false"
+1,"$mountpoint","false"
 [/Filesystem]
 [CuStatDef]
 1,"sys","builtin",3,"Y"
