@@ -401,12 +401,14 @@ bool AgentArgs::hasRunName() const {
 }
 
 std::string AgentArgs::runName(int component, const std::string& extension) const {
+    TraceScope scope("AgentArgs::runName");
     return jobName + "." + zeroPadded(sidRunNumber, 4) + "_" + componentName(component) + "." +
            zeroPadded(jobRunNumber, 8) + extension;
 }
 
 /// The folder below the install location, one deeper for a server, with a "/" at its end.
 std::string AgentArgs::directoryBelow(const char* folder) const {
+    TraceScope scope("AgentArgs::directoryBelow");
     const std::string directory = installLoc + "/" + folder + "/";
     return serverName.empty() ? directory : directory + serverName + "/";
 }

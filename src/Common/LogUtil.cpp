@@ -62,6 +62,7 @@ std::string LogUtil::getNextLogName(const std::string& directory, const std::str
 }
 
 bool LogUtil::hasRoom(const std::string& path) const {
+    TraceScope scope("LogUtil::hasRoom");
     constexpr std::int32_t leastRoom = 1023;  // bytes
     std::int64_t size = 0;
     if (psFileSize(path, size) != 0) {

@@ -242,6 +242,7 @@ Table ParserAPI::getEntityData(const Entity& ef, int index) {
 }
 
 bool ParserAPI::nextLine(std::string& line) {
+    TraceScope scope("ParserAPI::nextLine");
     if (!std::getline(raf, line))
         return false;
     trim(line);
@@ -249,6 +250,7 @@ bool ParserAPI::nextLine(std::string& line) {
 }
 
 void ParserAPI::seek(std::int32_t position, const char* operation) {
+    TraceScope scope("ParserAPI::seek");
     raf.seekg(position);
     if (raf.fail())
         throwVEXParser(VEX_READ_FAILED,
@@ -261,6 +263,7 @@ std::int32_t ParserAPI::here() {
 }
 
 std::unique_ptr<ParserAPI::Entity> ParserAPI::makeEntity(const std::string& tag) {
+    TraceScope scope("ParserAPI::makeEntity");
     auto entity = std::make_unique<Entity>();
     const std::size_t comma = tag.find(',');
     entity->name = tag.substr(0, comma);

@@ -114,6 +114,7 @@ bool Filesystem::isGRIDFSFileset(std::int16_t type) {
 }
 
 std::int16_t Filesystem::typeOfName(const std::string& name) {
+    TraceScope scope("Filesystem::typeOfName");
     for (std::size_t value = 0; value < kTypeNames.size(); ++value) {
         if (strcasecmp(name.c_str(), kTypeNames[value]) == 0)
             return static_cast<std::int16_t>(value);

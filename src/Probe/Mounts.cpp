@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cinttypes>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -15,6 +16,7 @@
 #include <utility>
 
 #include "Common/LogManager.h"
+#include "Common/unix/pssignal.h"
 #include "Probe/Filesystem.h"
 #include "common/unx/UniqueFd.h"
 #include "common/unx/virtstat.h"
@@ -122,6 +124,7 @@ int HandleExt2(int fd, const std::string& type, std::int64_t& physicalSize) {
         return kDeviceUnreadable;
     }
     std::array<unsigned char, 256> block{};
+    errno = EIO;  // of a device that is too short
     if (read(fd, block.data(), block.size()) != static_cast<ssize_t>(block.size())) {
         logMsg(message::STA0099E, {withErrnoText(type, errno)});
         return kDeviceUnreadable;
@@ -158,7 +161,7 @@ bool Mounts::openMnttab() {
     int rc = 0;
     do {
         rc = fcntl(fileno(mnttab.get()), F_SETLKW, &lock);
-    } while (rc != 0 && errno == EINTR);
+    } while (rc != 0 && errno == EINTR && agentStop == 0);
     if (rc != 0) {
         logMsg(message::STA0095E, {withErrnoText(tablePath, errno)});
         mnttab.reset();
@@ -251,6 +254,12 @@ int Mounts::statFS(Filesystem& filesystem, int nfsTimeout) {
         return kNoStatistics;
     }
     trTrace(naMin, ">> statvfs() succeed for path %s\n", mountPoint.c_str());
+    trTrace(naMin,
+            "f_bsize = %" PRIu64 ", f_frsize = %" PRIu64 ", f_blocks = %" PRIu64
+            ", f_bfree = %" PRIu64 ", f_bavail = %" PRIu64 ", f_files = %" PRIu64
+            ", f_ffree = %" PRIu64 ", f_favail = %" PRIu64 "\n",
+            figures.f_bsize, figures.f_frsize, figures.f_blocks, figures.f_bfree,
+            figures.f_bavail, figures.f_files, figures.f_ffree, figures.f_favail);
     if (figures.f_frsize == 0)
         figures.f_frsize = figures.f_bsize;
 

@@ -58,6 +58,7 @@ void CuStatAccum::addSummary(const CuStatDef& statistic, const Filesystem& files
 }
 
 std::unique_ptr<CuStatResults> CuStatAccum::takeResults() {
+    TraceScope scope("CuStatAccum::takeResults");
     return std::move(newResults);
 }
 
@@ -86,6 +87,7 @@ void CuStatAccum::directoryLeft() {
 }
 
 void CuStatAccum::pushFront(std::unique_ptr<Accumulator> accumulator) {
+    TraceScope scope("CuStatAccum::pushFront");
     accumulator->nextElement = accumulators;
     accumulators = accumulator.release();
 }

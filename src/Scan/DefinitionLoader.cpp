@@ -28,6 +28,7 @@ std::unique_ptr<AgentScan> DefinitionLoader::load() {
 
 template <class T>
 std::unique_ptr<T> DefinitionLoader::make(const Entity& entity) {
+    TraceScope scope("DefinitionLoader::make");
     const Row header = parser.getEntityHeader(entity);
     const Table rows = parser.getEntityData(entity);
     auto object = std::make_unique<T>();

@@ -147,8 +147,15 @@ std::unique_ptr<AgentScan> ExecScan::loadDefinition(const std::string& path) {
     try {
         trTrace(naMax, "---- initializing ParserAPI ----\n");
         trTrace(naMin, "fileName = %s\n", path.c_str());
-        std::unique_ptr<AgentScan> request = DefinitionLoader(path).load();
-        return request;
+        const auto loader = std::make_unique<DefinitionLoader>(path);
+        if (!loader) {
+            static constexpr char kNoObjects[] =
+                "At least one of the objects <scanObject> or <pa> could not be created - "
+                "terminating";
+            trTrace(naMin, "ERROR: %s", kNoObjects);
+            throwVEXParserPointer(VEX_NO_PATH, kNoObjects);
+        }
+        return loader->load();
     } catch (const VEXParserException& failure) {
         trTrace(naMax, "ERROR: %s, occured during definition-file-parsing.",
                 failure.getMessage().c_str());

@@ -55,6 +55,8 @@ Filesystem* linked(const std::vector<Filesystem*>& members) {
 
 Filesystem* FilesystemScan::arrangeFilesystems(Filesystem* head) {
     TraceScope scope("FilesystemScan::arrangeFilesystems");
+    if (!head)
+        trTrace(naMin, "parameter <pFSList> is NULL.");
     std::vector<Filesystem*> members;
     for (; head; head = head->next)
         members.push_back(head);

@@ -14,6 +14,11 @@ ResultsByFS::~ResultsByFS() {
         delete rfResults;
         rfResults = next;
     }
+    // The source may be gone by now, so only one that is kept here can be asked.
+    if (dynamic_cast<Filesystem*>(keptSource.get()))
+        trTrace(naMax,
+                "ResultsByFS::~ResultsByFS() : INFO: The actual ResultsByFS results are for a "
+                "filesystem.");
 }
 
 void ResultsByFS::printData(GenericPrint& out) const {
@@ -27,6 +32,7 @@ void ResultsByFS::printData(GenericPrint& out) const {
 }
 
 bool ResultsByFS::passes(std::int32_t fsID) const {
+    TraceScope scope("ResultsByFS::passes");
     const Filesystem* const source = filesystem();
     return fsID <= 0 || !source || source->fsID == fsID;
 }

@@ -185,6 +185,7 @@ void Scanner::advance() {
 }
 
 void Scanner::storeReader(std::unique_ptr<DirectoryReader> reader) {
+    TraceScope scope("Scanner::storeReader");
     const auto slot = static_cast<std::size_t>(level);
     if (slot < arrayReader.size())
         arrayReader[slot] = std::move(reader);
@@ -237,21 +238,25 @@ bool Scanner::nextGood(std::int16_t fsType) {
 }
 
 void Scanner::fireSelected() {
+    TraceScope scope("Scanner::fireSelected");
     for (std::int32_t i = 0; i < selectedCount; ++i)
         actions[selected[static_cast<std::size_t>(i)]]->actUpon(this, currentFile.get());
 }
 
 void Scanner::fireEntered() {
+    TraceScope scope("Scanner::fireEntered");
     for (FileAction* const action : actions)
         action->directoryEntered(currentFile.get());
 }
 
 void Scanner::fireLeft() {
+    TraceScope scope("Scanner::fireLeft");
     for (FileAction* const action : actions)
         action->directoryLeft();
 }
 
 void Scanner::countEntry() {
+    TraceScope scope("Scanner::countEntry");
     ++total;
     ++sinceReport;
     if (sinceReport >= kReportEvery) {
@@ -280,11 +285,11 @@ void Scanner::forgetEntry() {
 }
 
 bool Scanner::isHere(const EntryIdentity& place) const {
+    TraceScope scope("Scanner::isHere");
     const bool mountTells = rootMountId != 0 && place.mountId != 0;
     if (mountTells && place.mountId != rootMountId)
         return false;
-    return (mountTells && !deviceTells) ||
-           static_cast<std::int32_t>(place.device) == rootDevice;
+    return !deviceTells || static_cast<std::int32_t>(place.device) == rootDevice;
 }
 
 void Scanner::placeEntry(const std::optional<EntryIdentity>& place) {
@@ -319,11 +324,12 @@ void Scanner::ScannerFinishOffNextEntry(const char* name) {
     faName += name;
 }
 
-bool Scanner::localPathFits(const std::string& reported, std::size_t room) const {
+bool Scanner::localPathFits(const std::string& reported, std::size_t room,
+                            std::size_t taken) const {
     TraceScope scope("Scanner::localPathFits");
     const std::size_t rest =
         reported.size() - std::min(localPath->remoteLength, reported.size());
-    if (rest + localPath->localText.size() <= room)
+    if (rest + localPath->localText.size() + taken <= room)
         return true;
     trTrace(naMin, "path is too long ... throwing Exception with STA0139W for %s",
             reported.c_str());
@@ -367,6 +373,7 @@ std::string Scanner::plexSnapshotDirectory() const {
 
 // Meant: the whole path counts, so a mount point of that name loses all its directories.
 bool Scanner::isSnapshot(const std::string& snapshotDirectory) const {
+    TraceScope scope("Scanner::isSnapshot");
     const std::string& name = currentFile->faName;
     return (!snapshotDirectory.empty() && name == snapshotDirectory) ||
            name.find(".snapshot") != std::string::npos;

@@ -64,8 +64,10 @@ public:
     virtual void setLocalPath(const std::string& mountPath) = 0;
     virtual void freeLocalPath() = 0;
 
-    /// True if the path to open for `reported` has at most `room` characters.
-    [[nodiscard]] bool localPathFits(const std::string& reported, std::size_t room) const;
+    /// True if the path to open for `reported` has at most `room` characters, of which so
+    /// many are `taken`.
+    [[nodiscard]] bool localPathFits(const std::string& reported, std::size_t room,
+                                     std::size_t taken) const;
     [[nodiscard]] std::string localPathOf(const std::string& reported) const;
 
     /// True if the path has at most `room` characters; reports one that is too long.

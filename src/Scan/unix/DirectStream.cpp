@@ -41,7 +41,6 @@ int readAttributes(int directory, const char* name, EntryStat& result) {
     result.blocks = static_cast<std::int64_t>(status.stx_blocks);
     result.accessed = status.stx_atime.tv_sec;
     result.modified = status.stx_mtime.tv_sec;
-    result.changed = status.stx_ctime.tv_sec;
     return 0;
 }
 

@@ -50,7 +50,7 @@ int DirectoryReaderUnix::setHandle(std::unique_ptr<DirectoryStream> stream) {
 
 std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& path) {
     TraceScope scope("DirectoryReaderUnix::Open");
-    const bool fits = scanner->getLocalPath() ? scanner->localPathFits(path, kOpenLength)
+    const bool fits = scanner->getLocalPath() ? scanner->localPathFits(path, kOpenLength, 0)
                                               : Scanner::ScannerInitOpen(path, kOpenLength);
     if (!fits)
         return nullptr;
@@ -121,8 +121,8 @@ std::optional<EntryIdentity> DirectoryReaderUnix::Stat(FileAttributes* file) {
     info.nameLength = file->faName.size();
 
     const LocalPathInfo* const local = scanner->getLocalPath();
-    if (local && !scanner->localPathFits(
-                     file->faName, kStatLength - (local->maxLength - local->localText.size())))
+    if (local && !scanner->localPathFits(file->faName, kStatLength,
+                                         local->maxLength - local->localText.size()))
         return std::nullopt;
     if (!scanner->Stat(info)) {
         trTrace(naMin, "Stat() failed on %s ... returning -1\n", info.name);

@@ -20,5 +20,6 @@ private:
     /// Takes the last component off the scanner's path; the root is not left.
     void endOfDirectory();
 
-    const char* entryName = "";  // of the entry at hand, in the stream; "" for the root
+    const char* entryName =
+        "";  // not owned; of the entry at hand, in the stream; "" for the root
 };

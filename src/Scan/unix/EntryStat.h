@@ -24,7 +24,6 @@ struct EntryStat {
     std::uint32_t groupId = 0;
     std::int64_t size = 0;      // bytes
     std::int64_t blocks = 0;    // of 512 bytes
-    std::int64_t accessed = 0;  // seconds since the epoch, like the next two
+    std::int64_t accessed = 0;  // seconds since the epoch, like the next
     std::int64_t modified = 0;
-    std::int64_t changed = 0;
 };
