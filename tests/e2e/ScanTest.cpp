@@ -395,10 +395,7 @@ TEST_F(ScanEndingTest, WhatTheParentLeavesBehindDoesNoHarm) {
     const std::string catalog = run.tree.path("nls/en_US/cvnna.cat");
     ASSERT_EQ(0, unlink(catalog.c_str()));
     ASSERT_EQ(0, std::system(("gencat " + catalog + " " + run.tree.path("few.msg")).c_str()));
-    run.inChild = [] {
-        for (const int descriptor : {0, 1, 2})
-            close(descriptor);
-    };
+    run.inChild = [] { close(STDOUT_FILENO); };
     request();
     start();
     EXPECT_EQ("0 1 result log", ending(run));
