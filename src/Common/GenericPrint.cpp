@@ -26,6 +26,22 @@ void appendQuoted(std::string& line, const std::string& value) {
     line += '"';
 }
 
+/// A line of cells. Of quoted ones an empty one is written as nothing.
+std::string joined(const Row& cells, bool quoted) {
+    std::string line;
+    line.reserve(kRowCapacity);
+    for (const std::string& cell : cells) {
+        if (&cell != &cells.front())
+            line += ',';
+        if (!quoted)
+            line += cell;
+        else if (!cell.empty())
+            appendQuoted(line, cell);
+    }
+    line += '\n';
+    return line;
+}
+
 std::string withoutLineFeeds(std::string value) {
     std::replace(value.begin(), value.end(), '\n', ' ');
     return value;
@@ -119,35 +135,14 @@ void GenericPrint::namedValue(const std::string& key, const std::string& value) 
 
 void GenericPrint::row(const Row& values) {
     TraceScope scope("GenericPrint::row");
-    if (format != ENTITIES)
-        return;
-
-    std::string line;
-    line.reserve(kRowCapacity);
-    for (const std::string& value : values) {
-        if (&value != &values.front())
-            line += ',';
-        if (!value.empty())
-            appendQuoted(line, value);
-    }
-    line += '\n';
-    write(line);
+    if (format == ENTITIES)
+        write(joined(values, true));
 }
 
 void GenericPrint::headerRow(const Row& columns) {
     TraceScope scope("GenericPrint::headerRow");
-    if (format != ENTITIES)
-        return;
-
-    std::string line;
-    line.reserve(kRowCapacity);
-    for (const std::string& column : columns) {
-        if (&column != &columns.front())
-            line += ',';
-        line += column;
-    }
-    line += '\n';
-    write(line);
+    if (format == ENTITIES)
+        write(joined(columns, false));
 }
 
 void GenericPrint::close(const std::string& text) {

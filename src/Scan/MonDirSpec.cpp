@@ -7,11 +7,11 @@
 
 namespace {
 
-void readMasked(MonDirSpec& spec, const std::string& value) {
+void readMasked(MonDirSpec& dirSpec, const std::string& value) {
     if (value == "Y" || value == "y")
-        spec.mdsMaskedPath = true;
+        dirSpec.mdsMaskedPath = true;
     else if (value == "N" || value == "n")
-        spec.mdsMaskedPath = false;
+        dirSpec.mdsMaskedPath = false;
 }
 
 constexpr Column<MonDirSpec> kColumns[] = {
