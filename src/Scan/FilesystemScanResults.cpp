@@ -55,17 +55,17 @@ void FilesystemScan::printData(const FSRef& fsRef) {
         if (const auto* const selection = dynamic_cast<MonDirSelection*>(member))
             selection->dirSpec->printData(out);
     }
-    bool directoriesPrinted = false;
+    // Directory statistics hang on each depth alike; the first selection tells of all.
+    const MonDirSelection* first = nullptr;
     for (ListElement* const member : members) {
-        if (const auto* const assoc = dynamic_cast<Assoc*>(member)) {
+        if (const auto* const assoc = dynamic_cast<Assoc*>(member))
             assoc->tree->statistic->printData(out, fsID);
-        } else if (!directoriesPrinted) {
-            // Directory statistics hang on each depth alike; one depth tells of all.
-            directoriesPrinted = true;
-            const auto* const selection = static_cast<MonDirSelection*>(member);
-            for (ListElement* const place : inBindingOrder(selection->associations))
-                static_cast<Assoc*>(place)->tree->statistic->printData(out, fsID);
-        }
+        const auto* const selection = dynamic_cast<MonDirSelection*>(member);
+        if (first || !selection)
+            continue;
+        first = selection;
+        for (ListElement* const place : inBindingOrder(selection->associations))
+            static_cast<Assoc*>(place)->tree->statistic->printData(out, fsID);
     }
 }
 
