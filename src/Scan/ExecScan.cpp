@@ -195,8 +195,7 @@ bool ExecScan::scanAndWrite(AgentScan& request) {
         returnCode = kStopped;
     } catch (ScanAbortException* thrown) {
         const std::unique_ptr<ScanAbortException> failure(thrown);
-        trTrace(traceError, "%s",
-                std::string(MessageInsert(failure->getMessage()).view()).c_str());
+        trError("%s", std::string(MessageInsert(failure->getMessage()).view()).c_str());
         try {
             genericPrint->close("");
         } catch (VEXIOException* writing) {
@@ -340,6 +339,8 @@ void ExecScan::cleanUp() {
     if (messagesOpen)
         nlClose();
     messagesOpen = false;
+    if (traceOpen)
+        closeTrace();
     traceOpen = false;
 }
 

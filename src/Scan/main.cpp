@@ -39,7 +39,8 @@
 ///     resource, comutils    locks; agent status, job file, notify program
 ///
 ///   Foundation, common/
-///     ut                    trace, small text helpers, directories
+///     ut                    trace (call sites: trace, TraceScope; its file: traceControl; its
+///                           classes by name: traceClasses), text helpers, directories
 ///     nls                   message catalogs
 ///     unx                   start of the process, descriptors, calls that can hang
 

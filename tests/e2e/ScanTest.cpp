@@ -299,6 +299,9 @@ TEST_F(ScanEndingTest, TheHighestTraceLevelKeepsTheDefinition) {
     request();
     start({"-debug", "max"});
     EXPECT_EQ("0 1 definition result log", ending(run));
+    const std::string trace = run.tree.read("log/srv/job.0003_scan.00000005.trace");
+    EXPECT_NE(std::string::npos, trace.find("): Enter: ExecScan::startScan\n"));
+    EXPECT_TRUE(trace.ends_with("\nEND OF DATA - close\n\n"));
 }
 
 TEST_F(ScanEndingTest, AClauseThatDoesNotCompileSkipsItsStatistic) {

@@ -1,7 +1,37 @@
 #include "Common/unix/psmsgutil.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include "common/nls/nls.h"
 #include "common/ut/TraceScope.h"
+#include "common/ut/makeDirPath.h"
+#include "common/ut/traceClasses.h"
+#include "common/ut/traceControl.h"
+
+namespace {
+
+constexpr int kProgramScan = 9;
+constexpr int kKilobytesPerMegabyte = 1024;
+
+/// The classes of the agent's programs; their aggregates are the values of -debug.
+constexpr TraceClass kAgentClasses[] = {
+    {"NA_MIN",   &naMin  },
+    {"NA_MID",   &naMid  },
+    {"NA_MAX",   &naMax  },
+    {"NA_ENTER", &naEnter},
+    {"NA_EXIT",  &naExit },
+    {nullptr,    nullptr },
+};
+
+constexpr TraceAggregate kAgentAggregates[] = {
+    {"MIN",   "NA_MIN"                               },
+    {"MID",   "NA_MIN NA_MID"                        },
+    {"MAX",   "NA_ENTER NA_EXIT NA_MIN NA_MID NA_MAX"},
+    {nullptr, nullptr                                },
+};
+
+}  // namespace
 
 std::string getNaCatalogName() {
     return "cvnna.cat";
@@ -13,7 +43,31 @@ int setupMessages(const std::string& catalog, const std::string& /*englishCatalo
     return nlSetUp(catalog, nlsDir);
 }
 
-int setupTrace(const std::string& /*file*/, const std::string& level, int /*maxLogSize*/) {
-    constexpr int kSetUpFailed = 30;
-    return trSetLevel(level) == 0 ? 0 : kSetUpFailed;
+int setupTrace(const std::string& file, const std::string& level, int maxLogSize) {
+    constexpr int openFailed = 1;
+    constexpr int setUpFailed = 30;
+    if (trStart(kProgramScan) != 0)
+        return setUpFailed;
+    if (file.empty())
+        return 0;
+
+    const std::size_t slash = file.rfind('/');
+    if (slash != std::string::npos && slash > 0 && makeDirPath(file.substr(0, slash)) != 0)
+        return setUpFailed;
+    trSetMax(static_cast<std::uint32_t>(std::max(maxLogSize / kKilobytesPerMegabyte, 1)));
+    if (trSetFlags("PID TID", false, kFoundationClasses, kFoundationAggregates) != 0 ||
+        trSetFlags(level, false, kAgentClasses, kAgentAggregates) != 0) {
+        closeTrace();
+        return setUpFailed;
+    }
+    if (trOpen(file, true) != 0) {
+        closeTrace();
+        return openFailed;
+    }
+    return 0;
+}
+
+void closeTrace() {
+    trClose(true);
+    trClearFlags(kAgentClasses);
 }

@@ -21,6 +21,9 @@ public:
     [[nodiscard]] int get() const noexcept { return fd; }
     explicit operator bool() const noexcept { return fd >= 0; }
 
+    /// Gives the descriptor up without closing it.
+    [[nodiscard]] int release() noexcept { return std::exchange(fd, -1); }
+
     void reset(int descriptor = -1) noexcept {
         if (fd >= 0)
             close(fd);

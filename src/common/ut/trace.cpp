@@ -1,33 +1,121 @@
 #include "common/ut/trace.h"
 
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <new>
+#include <pthread.h>
+#include <string>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "common/ut/traceClasses.h"
+#include "common/ut/traceControl.h"
+
 unsigned char naMin = 0;
 unsigned char naMid = 0;
 unsigned char naMax = 0;
 unsigned char naEnter = 0;
 unsigned char naExit = 0;
-unsigned char traceError = 0;
 
-void trPrint(const char* /*file*/, int /*line*/, const char* /*format*/, ...) noexcept {
-    // The trace has no file yet, so a line has nowhere to go.
+namespace {
+
+constexpr std::size_t kLineSize = 4862;  // bytes that need no further memory
+
+/// What stands before the text of a line, as the classes say.
+std::string linePrefix(const char* file, int line) {
+    std::array<char, 128> text{};
+    std::string prefix;
+    if (trTimeStamp != 0) {
+        struct timeval now {};
+        gettimeofday(&now, nullptr);
+        struct tm local {};
+        localtime_r(&now.tv_sec, &local);
+        std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+        prefix += text.data();
+        std::snprintf(text.data(), text.size(), ".%03lu ",
+                      static_cast<unsigned long>(now.tv_usec / 1000));
+        prefix += text.data();
+    }
+    if (trPid != 0) {
+        std::snprintf(text.data(), text.size(), "[%.6u] ", static_cast<unsigned>(getpid()));
+        prefix += text.data();
+    }
+    if (trTid != 0) {
+        const auto thread = static_cast<std::uint32_t>(pthread_self());
+        std::snprintf(text.data(), text.size(), "[%u] ", thread);
+        prefix += text.data();
+    }
+    if (trPrefix != 0) {
+        const char* const slash = std::strrchr(file, '/');
+        std::snprintf(text.data(), text.size(), "%-20s(%4u): ", slash ? slash + 1 : file,
+                      static_cast<unsigned>(line));
+        prefix += text.data();
+    }
+    return prefix;
 }
 
-void trEnter(const char* function) noexcept {
-    trPrint("", 0, "Enter: %s\n", function);
+/// Blanks in place of control characters: what a format of one line prints is one line.
+void keepOneLine(std::string& text, std::size_t start, const char* format) {
+    const char* const lineEnd = std::strchr(format, '\n');
+    if (lineEnd && lineEnd[1] != '\0')
+        return;
+    std::size_t end = text.size();
+    if (lineEnd && end > start)
+        --end;
+    for (std::size_t i = start; i < end; ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if (c < 0x20 || c == 0x7f)
+            text[i] = ' ';
+    }
 }
 
-void trExit(const char* function) noexcept {
-    trPrint("", 0, "Exit: %s\n", function);
+void printLine(const char* file, int line, const char* format, va_list arguments) {
+    std::string text = linePrefix(file, line);
+    const std::size_t start = text.size();
+    std::array<char, kLineSize> buffer{};
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
+    if (length >= 0 && static_cast<std::size_t>(length) < buffer.size()) {
+        text += buffer.data();
+    } else if (length > 0) {
+        text.resize(start + static_cast<std::size_t>(length) + 1);
+        std::vsnprintf(&text[start], static_cast<std::size_t>(length) + 1, format, again);
+        text.pop_back();
+    }
+    va_end(again);
+    keepOneLine(text, start, format);
+    if (!text.ends_with('\n'))
+        text += '\n';
+    trPrintRaw(text);
 }
 
-int trSetLevel(const std::string& level) noexcept {
-    const bool max = level == "MAX";
-    const bool mid = max || level == "MID";
-    const bool min = mid || level == "MIN";
-    if (!min && !level.empty())
-        return -1;
+}  // namespace
 
-    naMin = min;
-    naMid = mid;
-    naMax = naEnter = naExit = max;
-    return 0;
+void trPrint(const char* file, int line, const char* format, ...) noexcept {
+    if (!trIsOpen())
+        return;
+    const int keptErrno = errno;
+    va_list arguments;
+    va_start(arguments, format);
+    try {
+        printLine(file, line, format, arguments);
+    } catch (const std::bad_alloc&) {
+        // The line is lost; a trace never stops a job.
+    }
+    va_end(arguments);
+    errno = keptErrno;
+}
+
+void trEnter(const char* function, const char* file, int line) noexcept {
+    trPrint(file, line, "Enter: %s\n", function);
+}
+
+void trExit(const char* function, const char* file, int line) noexcept {
+    trPrint(file, line, "Exit: %s\n", function);
 }

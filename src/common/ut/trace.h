@@ -1,36 +1,36 @@
 #pragma once
 
-/// The trace: what a developer sees of a run.
+/// The trace: what a developer sees of a run. Here stands what call sites need; the file
+/// behind it is traceControl.h, the classes by name are traceClasses.h.
 ///
 /// Every call site belongs to a class, and a class is one byte. A call on a class that
 /// is off costs the test of that byte and evaluates none of its arguments. `errno` is
 /// the same after a call as before it. May be called from any thread, at any time, also
 /// before the trace was set up and after it was closed.
 
-#include <string>
+// Classes of the agent's programs.
+extern unsigned char naMin;    // normal trace
+extern unsigned char naMid;    // more detail
+extern unsigned char naMax;    // all detail
+extern unsigned char naEnter;  // function entry
+extern unsigned char naExit;   // function exit
 
-extern unsigned char naMin;       // normal trace
-extern unsigned char naMid;       // more detail
-extern unsigned char naMax;       // all detail
-extern unsigned char naEnter;     // function entry
-extern unsigned char naExit;      // function exit
-extern unsigned char traceError;  // the class ERROR; no level of `-debug` turns it on
-
-/// Writes one line; use the macro below, which tests the class first.
+/// Writes one line, with a line end if it has none; nothing while no trace is open. A
+/// format without inner line ends gives one line whatever its arguments hold: control
+/// characters become blanks. Used through the macros below.
 [[gnu::format(printf, 3, 4)]] void trPrint(const char* file, int line, const char* format,
                                            ...) noexcept;
 
 /// The lines "Enter: <function>" and "Exit: <function>"; used through TraceScope.
-void trEnter(const char* function) noexcept;
-void trExit(const char* function) noexcept;
+void trEnter(const char* function, const char* file, int line) noexcept;
+void trExit(const char* function, const char* file, int line) noexcept;
 
-/// Switches on the classes of a level: "MIN", "MID" or "MAX"; an empty text switches all
-/// off. Call it before a second thread exists. Returns 0, or -1 for another text.
-[[nodiscard]] int trSetLevel(const std::string& level) noexcept;
-
-// A macro, so that the arguments of a switched-off call are not evaluated.
+// Macros, so that the arguments of a switched-off call are not evaluated.
 #define trTrace(traceClass, ...)                      \
     do {                                              \
         if (traceClass) [[unlikely]]                  \
             trPrint(__FILE__, __LINE__, __VA_ARGS__); \
     } while (false)
+
+/// A line of the class ERROR: written whenever a trace is open, at every level.
+#define trError(...) trPrint(__FILE__, __LINE__, __VA_ARGS__)
