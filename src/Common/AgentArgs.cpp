@@ -413,22 +413,37 @@ std::string AgentArgs::directoryBelow(const char* folder) const {
     return serverName.empty() ? directory : directory + serverName + "/";
 }
 
+/// The path of a log or trace in the directory. Old files of its kind are removed.
+std::string AgentArgs::logPath(const std::string& directory, int component,
+                               const std::string& extension) const {
+    TraceScope scope("AgentArgs::logPath");
+    LogUtil names;
+    names.setMaxNumLogs(maxNumLogs);
+    names.setMaxNumRuns(maxNumRuns);
+    names.setMaxNumDays(maxNumDays);
+    names.setMaxSize(maxLogSize);
+
+    LogUtil::Files files;
+    std::string name;
+    if (hasRunName() && component != COMPONENT_AGENT) {
+        files = LogUtil::getRunFilesMap(directory, jobName, componentName(component));
+        names.setNewFile(true);
+        name = runName(component, extension);
+    } else {
+        files = LogUtil::getMatchingFilesMap(directory, componentName(component), extension);
+        name = names.getNextLogName(directory, componentName(component), extension,
+                                    extension == ".log");
+    }
+    names.purgeLogFiles(files, LogUtil::KEEP_LOGS);
+    return directory + name;
+}
+
 void AgentArgs::setLogFile() {
     TraceScope scope("AgentArgs::setLogFile");
     // The first scan of a host runs on the agent's behalf and shares its logs.
     const bool initial = jobName.starts_with("InitialFSScan");
-    const std::string directory = directoryBelow("log");
-    if (hasRunName() && !initial) {
-        logFile = directory + runName(COMPONENT_SCAN, ".log");
-        return;
-    }
-    LogUtil names;
-    if (maxLogSize != kDefaultLogSize)
-        names.setMaxSize(maxLogSize);
     logFile =
-        directory +
-        names.getNextLogName(
-            directory, componentName(initial ? COMPONENT_AGENT : COMPONENT_SCAN), ".log", true);
+        logPath(directoryBelow("log"), initial ? COMPONENT_AGENT : COMPONENT_SCAN, ".log");
 }
 
 void AgentArgs::setDataFile() {
@@ -442,10 +457,5 @@ void AgentArgs::setTraceFile() {
     TraceScope scope("AgentArgs::setTraceFile");
     if (debug.empty())
         return;
-    const std::string directory = logFile.substr(0, logFile.rfind('/') + 1);
-    LogUtil names;
-    traceFile = directory +
-                (hasRunName() ? runName(COMPONENT_SCAN, ".trace")
-                              : names.getNextLogName(directory, componentName(COMPONENT_SCAN),
-                                                     ".trace", false));
+    traceFile = logPath(logFile.substr(0, logFile.rfind('/') + 1), COMPONENT_SCAN, ".trace");
 }

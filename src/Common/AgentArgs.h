@@ -89,6 +89,8 @@ private:
     [[nodiscard]] bool hasRunName() const;
     [[nodiscard]] std::string runName(int component, const std::string& extension) const;
     [[nodiscard]] std::string directoryBelow(const char* folder) const;
+    [[nodiscard]] std::string logPath(const std::string& directory, int component,
+                                      const std::string& extension) const;
     void setLogFile();
     void setDataFile();
     void setTraceFile();

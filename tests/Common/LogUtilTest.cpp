@@ -1,8 +1,11 @@
 #include <filesystem>
+#include <set>
+#include <string>
 
 #include <gtest/gtest.h>
 
 #include "Common/LogUtil.h"
+#include "Common/unix/psnautil.h"
 #include "support/TempTree.h"
 
 TEST(LogUtilTest, TheNewestInstanceGoesOnWhileItHasRoom) {
@@ -23,4 +26,65 @@ TEST(LogUtilTest, TheNewestInstanceGoesOnWhileItHasRoom) {
     EXPECT_EQ("scan_000011.log", next(true));
     std::filesystem::resize_file(tree.path("scan.000010-old.log"), (1ULL << 32U) + 5);
     EXPECT_EQ("scan_000010.log", next(true)) << "sizes are compared in 32 bits";
+}
+
+/// A directory of logs, of which some are removed.
+class LogUtilPurgeTest : public testing::Test {
+protected:
+    /// The names that are left, in their order.
+    [[nodiscard]] std::string left() const {
+        std::set<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(tree.root()))
+            found.insert(entry.path().filename().string());
+        std::string text;
+        for (const std::string& name : found)
+            text += (text.empty() ? "" : " ") + name;
+        return text;
+    }
+
+    const TempTree tree;
+    LogUtil names;
+};
+
+TEST_F(LogUtilPurgeTest, TheLowestInstancesGoWhenThereAreTooMany) {
+    for (const char* number : {"1", "2", "3", "4", "5"})
+        tree.touch(std::string("scan_00000") + number + ".log");
+    const LogUtil::Files files = LogUtil::getMatchingFilesMap(tree.root(), "scan", ".log");
+    names.setMaxNumLogs(5);
+    names.purgeLogFiles(files, LogUtil::KEEP_LOGS);
+    EXPECT_EQ(5U, LogUtil::getMatchingFilesMap(tree.root(), "scan", ".log").size());
+    names.setMaxNumLogs(3);
+    names.setNewFile(true);
+    names.purgeLogFiles(files, LogUtil::KEEP_LOGS);
+    EXPECT_EQ("scan_000004.log scan_000005.log", left());
+    names.setMaxNumRuns(-7);  // more than there are
+    names.purgeLogFiles(files, LogUtil::KEEP_RUNS);
+    EXPECT_EQ("", left());
+}
+
+TEST_F(LogUtilPurgeTest, OldFilesGoUnlessThereIsNoLimitOfDays) {
+    tree.touch("scan_000001.log");
+    tree.touch("scan_000002.log");
+    const std::int64_t now = currentSeconds();
+    tree.times("scan_000002.log", now, now - 2 * 86400 - 60);
+    tree.times("scan_000001.log", now, now - 2 * 86400 + 60);
+    const LogUtil::Files files = LogUtil::getMatchingFilesMap(tree.root(), "scan", ".log");
+    names.setMaxNumDays(0);
+    names.purgeLogFiles(files, LogUtil::KEEP_LOGS);
+    EXPECT_EQ("scan_000001.log scan_000002.log", left());
+    names.setMaxNumDays(2);
+    names.purgeLogFiles(files, LogUtil::KEEP_LOGS);
+    EXPECT_EQ("scan_000001.log", left());
+}
+
+TEST_F(LogUtilPurgeTest, RunsOfAJobAreToldByTheirScheduleRun) {
+    for (const char* name : {"job.0001_scan.00000001.log", "job.0001_scan.00000001.trace",
+                             "job.12345_scan.1.log", "job.0002_probe.00000001.log",
+                             "job.x002_scan.1.log", "job.1", "other.0001_scan.1.log"})
+        tree.touch(name);
+    std::string keys;
+    for (const auto& [key, path] : LogUtil::getRunFilesMap(tree.root(), "job", "scan"))
+        keys += std::to_string(key) + " ";
+    EXPECT_EQ("1 1234 ", keys);  // the first four digits count
+    EXPECT_TRUE(LogUtil::getRunFilesMap(tree.path("missing"), "job", "scan").empty());
 }
