@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "Common/AgentArgs.h"
 #include "common/nls/nls.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/makeDirPath.h"
@@ -11,7 +12,6 @@
 
 namespace {
 
-constexpr int kProgramScan = 9;
 constexpr int kKilobytesPerMegabyte = 1024;
 
 /// The classes of the agent's programs; their aggregates are the values of -debug.
@@ -46,7 +46,7 @@ int setupMessages(const std::string& catalog, const std::string& /*englishCatalo
 int setupTrace(const std::string& file, const std::string& level, int maxLogSize) {
     constexpr int openFailed = 1;
     constexpr int setUpFailed = 30;
-    if (trStart(kProgramScan) != 0)
+    if (trStart(AgentArgs::kProgramScan) != 0)
         return setUpFailed;
     if (file.empty())
         return 0;
