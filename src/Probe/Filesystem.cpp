@@ -7,6 +7,7 @@
 #include "Common/EntityNames.h"
 #include "Common/GenericPrint.h"
 #include "common/ut/TraceScope.h"
+#include "common/ut/text.h"
 
 namespace {
 
@@ -39,12 +40,7 @@ void readHosts(Filesystem& object, const std::string& value) {
 }
 
 std::string writeHosts(const Filesystem& object) {
-    std::string cell;
-    for (const std::string& member : object.hostNasMountPoint) {
-        if (&member != &object.hostNasMountPoint.front())
-            cell += ',';
-        cell += member;
-    }
+    const std::string cell = joinedWithCommas(object.hostNasMountPoint);
     return cell.empty() ? "null" : cell;
 }
 

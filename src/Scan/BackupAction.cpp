@@ -4,6 +4,7 @@
 #include "Common/EntityNames.h"
 #include "Common/GenericPrint.h"
 #include "common/ut/TraceScope.h"
+#include "common/ut/text.h"
 
 namespace {
 
@@ -13,10 +14,7 @@ std::string writeType(const BackupAction& action) {
 
 template <auto field>
 std::string writeList(const BackupAction& action) {
-    std::string cell;
-    for (const std::string& member : action.*field)
-        cell += (cell.empty() ? "" : ",") + member;
-    return cell;
+    return joinedWithCommas(action.*field);
 }
 
 constexpr Column<BackupAction> kColumns[] = {

@@ -25,3 +25,13 @@ std::string zeroPadded(long number, std::size_t width) {
         digits.insert(0, width - digits.size(), '0');
     return digits;
 }
+
+std::string joinedWithCommas(const std::vector<std::string>& members) {
+    std::string text;
+    for (const std::string& member : members) {
+        if (&member != &members.front())
+            text += ',';
+        text += member;
+    }
+    return text;
+}

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// The text of an errno value, in the process's messages language.
 [[nodiscard]] std::string errnoText(int error);
@@ -16,3 +17,6 @@
 /// A decimal number with "0" on its left up to `width` characters; of a negative number
 /// the sign is one of the characters behind the zeros ("00-1").
 [[nodiscard]] std::string zeroPadded(long number, std::size_t width);
+
+/// The members with a comma between each two.
+[[nodiscard]] std::string joinedWithCommas(const std::vector<std::string>& members);
