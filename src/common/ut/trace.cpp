@@ -1,18 +1,18 @@
 #include "common/ut/trace.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <new>
 #include <pthread.h>
 #include <string>
-#include <sys/time.h>
 #include <unistd.h>
 
+#include "common/ut/timeStamp.h"
 #include "common/ut/traceClasses.h"
 #include "common/ut/traceControl.h"
 
@@ -26,28 +26,33 @@ namespace {
 
 constexpr std::size_t kLineSize = 4862;  // bytes that need no further memory
 
+/// Of the last line, 0 before the first.
+std::atomic<std::uint32_t> lastThread{0};
+
+std::uint32_t threadId() {
+    const auto own = trHooks().threadId;
+    return own ? own() : static_cast<std::uint32_t>(pthread_self());
+}
+
 /// What stands before the text of a line, as the classes say.
 std::string linePrefix(const char* file, int line) {
     std::array<char, 128> text{};
     std::string prefix;
-    if (trTimeStamp != 0) {
-        struct timeval now {};
-        gettimeofday(&now, nullptr);
-        struct tm local {};
-        localtime_r(&now.tv_sec, &local);
-        std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
-        prefix += text.data();
-        std::snprintf(text.data(), text.size(), ".%03lu ",
-                      static_cast<unsigned long>(now.tv_usec / 1000));
-        prefix += text.data();
-    }
+    if (trTimeStamp != 0)
+        prefix = millisecondsStamp() + " ";
     if (trPid != 0) {
         std::snprintf(text.data(), text.size(), "[%.6u] ", static_cast<unsigned>(getpid()));
         prefix += text.data();
     }
+    const std::uint32_t thread = threadId();
+    if (trThread != 0 && trHooks().threadHeader && lastThread.exchange(thread) != thread)
+        prefix += trHooks().threadHeader(thread);
     if (trTid != 0) {
-        const auto thread = static_cast<std::uint32_t>(pthread_self());
         std::snprintf(text.data(), text.size(), "[%u] ", thread);
+        prefix += text.data();
+    }
+    if (trClientType != 0) {
+        std::snprintf(text.data(), text.size(), "[%d] ", trHooks().programType);
         prefix += text.data();
     }
     if (trPrefix != 0) {

@@ -11,6 +11,9 @@ unsigned char trPid = 0;
 unsigned char trTid = 0;
 unsigned char trTimeStamp = 0;
 unsigned char trPrefix = 0;
+unsigned char trClientType = 0;
+unsigned char trNls = 0;
+unsigned char trThread = 0;
 
 namespace {
 
@@ -24,8 +27,6 @@ unsigned char traceConfig = 0;
 unsigned char traceStats = 0;
 unsigned char traceMemory = 0;
 unsigned char traceMemdetail = 0;
-unsigned char traceNls = 0;
-unsigned char traceThread = 0;
 unsigned char traceThreadStatus = 0;
 unsigned char traceInstrument = 0;
 unsigned char traceErrorFlag = 0;
@@ -75,10 +76,11 @@ const TraceClass kFoundationClasses[] = {
     {"TID",           &trTid            },
     {"TIMESTAMP",     &trTimeStamp      },
     {"PREFIX",        &trPrefix         },
+    {"CLIENTTYPE",    &trClientType     },
     {"MEMORY",        &traceMemory      },
     {"MEMDETAIL",     &traceMemdetail   },
-    {"NLS",           &traceNls         },
-    {"THREAD",        &traceThread      },
+    {"NLS",           &trNls            },
+    {"THREAD",        &trThread         },
     {"THREAD_STATUS", &traceThreadStatus},
     {"INSTRUMENT",    &traceInstrument  },
     {"DIROPS",        &traceDirops      },

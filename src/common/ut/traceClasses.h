@@ -19,7 +19,12 @@ struct TraceAggregate {
 extern unsigned char trPid;
 extern unsigned char trTid;
 extern unsigned char trTimeStamp;
-extern unsigned char trPrefix;  // source file and line
+extern unsigned char trPrefix;      // source file and line
+extern unsigned char trClientType;  // number of the program
+
+// Classes of the foundation's own lines.
+extern unsigned char trNls;     // messages and their caches
+extern unsigned char trThread;  // threads; also the header line where the thread changes
 
 /// The classes of the foundation that this program's code tests, and their aggregates.
 extern const TraceClass kFoundationClasses[];

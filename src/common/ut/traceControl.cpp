@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <ctime>
 #include <exception>
 #include <fcntl.h>
 #include <mutex>
@@ -15,7 +14,9 @@
 #include <unistd.h>
 
 #include "common/unx/UniqueFd.h"
+#include "common/ut/fileParts.h"
 #include "common/ut/text.h"
+#include "common/ut/timeStamp.h"
 #include "common/ut/trace.h"
 
 namespace {
@@ -31,7 +32,7 @@ constexpr std::uint64_t kSizeOffset = 24;
 constexpr std::uint64_t kHeaderFields = 34;  // bytes
 constexpr char kEndMark[] = "\nEND OF DATA\n\n";
 constexpr char kCloseMark[] = "\nEND OF DATA - close\n\n";
-constexpr char kProduct[] = " " TRACE_PRODUCT "   Build date: " __DATE__ "\n\n";
+constexpr char kProduct[] = " " PRODUCT_TEXT "   Build date: " __DATE__ "\n\n";
 constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
 
 /// The state of the trace, one in the process, guarded by its mutex.
@@ -40,9 +41,10 @@ struct TraceControl {
     std::atomic<bool> open{false};
     UniqueFd stream;
     bool standardStream = false;  // a copy of its descriptor, written without a limit
+    bool console = false;         // the hook takes the lines
     std::uint64_t nextWrite = 0;  // offset of the next line
     std::uint64_t dataStart = 0;  // offset behind the header
-    int programType = 0;
+    TraceHooks hooks;             // set before other threads start, read without the lock
     bool wrap = false;
     std::string baseName;     // as given, made absolute
     std::string fileName;     // with the ending of the segment
@@ -61,24 +63,7 @@ TraceControl& control() {
 }
 
 bool writeAt(const TraceControl& trace, std::uint64_t offset, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written =
-            pwrite(trace.stream.get(), text.data(), text.size(), static_cast<off_t>(offset));
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        offset += static_cast<std::uint64_t>(written);
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
-/// A number as the header holds it: left aligned, filled with blanks.
-std::string field(std::uint64_t number, std::size_t width) {
-    std::string text = std::to_string(number);
-    text.resize(width, ' ');
-    return text;
+    return writeFileAt(trace.stream.get(), offset, text);
 }
 
 std::uint32_t limitMB(const TraceControl& trace) {
@@ -134,7 +119,7 @@ bool continueOldFile(TraceControl& trace) {
     trace.stream = std::move(old);
     trace.dataStart = lineEnd + 1;
     trace.nextWrite = next;
-    return writeAt(trace, kSizeOffset, field(trace.maxMB, 10));
+    return writeAt(trace, kSizeOffset, headerField(trace.maxMB, 10));
 }
 
 bool startNewFile(TraceControl& trace) {
@@ -143,7 +128,7 @@ bool startNewFile(TraceControl& trace) {
     if (!trace.stream)
         return false;
     const std::string header =
-        std::string("CVN Trace   ") + "123456789012" + field(trace.maxMB, 10) + kProduct;
+        std::string("CVN Trace   ") + "123456789012" + headerField(trace.maxMB, 10) + kProduct;
     trace.dataStart = trace.nextWrite = header.size();
     return writeAt(trace, 0, header);
 }
@@ -197,10 +182,14 @@ bool writeWrapping(TraceControl& trace, std::string_view text) {
     if (!writeAt(trace, trace.nextWrite, line))
         return false;
     trace.nextWrite += text.size();
-    return writeAt(trace, kNextWriteOffset, field(trace.nextWrite, 12));
+    return writeAt(trace, kNextWriteOffset, headerField(trace.nextWrite, 12));
 }
 
 bool writeText(TraceControl& trace, std::string_view text) {
+    if (trace.console) {
+        trace.hooks.console(text);
+        return true;
+    }
     if (trace.wrap && !trace.standardStream)
         return writeWrapping(trace, text);
     const ssize_t written = write(trace.stream.get(), text.data(), text.size());
@@ -224,6 +213,15 @@ int standardStreamOf(const std::string& name) {
     return error || strcasecmp(name.c_str(), "CONSOLE") == 0 ? STDERR_FILENO : -1;
 }
 
+bool openStandardStream(TraceControl& trace, int stream) {
+    trace.fileName = trace.baseName;
+    if (trace.console)
+        return true;
+    trace.stream.reset(fcntl(stream, F_DUPFD_CLOEXEC, 0));
+    return trace.stream && writeText(trace, stream == STDOUT_FILENO ? "Tracing to stdout\n"
+                                                                    : "Tracing to stderr\n");
+}
+
 std::string absolute(const std::string& name) {
     std::array<char, PATH_MAX> directory{};
     if (name.starts_with('/') || !getcwd(directory.data(), directory.size()))
@@ -232,24 +230,23 @@ std::string absolute(const std::string& name) {
 }
 
 void printBanner(const TraceControl& trace) {
-    const std::time_t now = std::time(nullptr);
-    struct tm local {};
-    localtime_r(&now, &local);
-    std::array<char, 64> date{};
-    std::strftime(date.data(), date.size(), "%Y-%m-%d %H:%M:%S", &local);
     trError("Tracing to file: %s\n", trace.fileName.c_str());
     trError("Tracefile maximum length set to %lu MB.\n",
             static_cast<unsigned long>(trace.maxMB));
-    trError("---------------------- %s ----------------------\n", date.data());
+    trError("---------------------- %s ----------------------\n", secondsStamp().c_str());
 }
 
 }  // namespace
 
-int trStart(int programType) {
+int trStart(const TraceHooks& hooks) {
     TraceControl& trace = control();
     const std::lock_guard<std::mutex> lock(trace.mutex);
-    trace.programType = programType;
+    trace.hooks = hooks;
     return 0;
+}
+
+const TraceHooks& trHooks() noexcept {
+    return control().hooks;
 }
 
 int trSetMax(std::uint32_t megabytes) {
@@ -301,17 +298,15 @@ int trOpen(const std::string& name, bool banner) {
             return 0;
         const int stream = standardStreamOf(plain);
         trace.standardStream = stream >= 0;
+        trace.console = trace.hooks.console && strcasecmp(plain.c_str(), "CONSOLE") == 0;
         trace.baseName = trace.standardStream ? plain : absolute(plain);
         trace.continuing = false;
-        bool done = true;
-        if (trace.standardStream) {
-            trace.fileName = plain;
-            trace.stream.reset(dup(stream));
-        } else {
-            done =
-                openFile(trace) && (!trace.wrap || writeText(trace, "BEGINNING NEW TRACE\n\n"));
-        }
-        if (!done || !trace.stream) {
+        const bool done =
+            trace.standardStream
+                ? openStandardStream(trace, stream)
+                : openFile(trace) &&
+                      (!trace.wrap || writeText(trace, "BEGINNING NEW TRACE\n\n"));
+        if (!done) {
             std::printf("Unable to open trace output file %s\n", trace.fileName.c_str());
             std::fflush(stdout);
             trace.stream.reset();

@@ -21,8 +21,21 @@
 /// What trOpen() returns when the file cannot be opened.
 inline constexpr int TR_OPEN_FAILED = 426;
 
-/// Starts the facility for the job program of this number: 0.
-int trStart(int programType);
+/// What the programs of the family differ in.
+struct TraceHooks {
+    int programType = 0;                    // for lines of the class CLIENTTYPE
+    std::uint32_t (*threadId)() = nullptr;  // runs in the tracing thread; null for its own
+    /// The line that is put where another thread begins to trace, while THREAD is on.
+    std::string (*threadHeader)(std::uint32_t thread) = nullptr;
+    /// Takes what is traced to "CONSOLE"; null for standard error.
+    void (*console)(std::string_view text) = nullptr;
+};
+
+/// Starts the facility: 0. Call it before a second thread exists.
+int trStart(const TraceHooks& hooks);
+
+/// The hooks of trStart().
+[[nodiscard]] const TraceHooks& trHooks() noexcept;
 
 /// Limits the trace to so many megabytes; 0 for no limit, and then it does not wrap.
 int trSetMax(std::uint32_t megabytes);
