@@ -1,20 +1,14 @@
 #include "Common/LogManager.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cstdio>
-#include <ctime>
-#include <fcntl.h>
-#include <sys/time.h>
 #include <utility>
-#include <vector>
 
 #include "common/nls/nls.h"
-#include "common/unx/UniqueFd.h"
 #include "common/ut/TraceScope.h"
-#include "common/ut/makeDirPath.h"
 #include "common/ut/text.h"
+#include "common/ut/timeStamp.h"
 
 std::unique_ptr<LogManager> logManager;
 
@@ -23,34 +17,10 @@ namespace {
 constexpr std::size_t kMaxInsert = 4604;  // characters
 constexpr int kOpenFailed = 9;
 constexpr int kNoName = 11;
-constexpr int kWriteFailed = 621;
-constexpr mode_t kLogMode = 0640;
+constexpr std::uint32_t kRetainDays = 10000;
 
 std::string insertText(std::string_view text) {
     return text.empty() ? "<NULL>" : std::string(text.substr(0, kMaxInsert));
-}
-
-/// "YYYY-MM-DD hh:mm:ss.mmm", local time.
-std::string timeStamp() {
-    struct timeval now {};
-    gettimeofday(&now, nullptr);
-    struct tm local {};
-    localtime_r(&now.tv_sec, &local);
-    std::array<char, 64> seconds{};
-    std::strftime(seconds.data(), seconds.size(), "%Y-%m-%d %H:%M:%S", &local);
-    std::array<char, 8> milliseconds{};
-    std::snprintf(milliseconds.data(), milliseconds.size(), ".%03u",
-                  static_cast<unsigned>(now.tv_usec / 1000) % 1000U);
-    return std::string(seconds.data()) + milliseconds.data();
-}
-
-UniqueFd openLog(const std::string& path) {
-    constexpr int flags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    UniqueFd log(open(path.c_str(), flags, kLogMode));
-    const std::size_t slash = path.rfind('/');
-    if (!log && slash != std::string::npos && makeDirPath(path.substr(0, slash)) == 0)
-        log = UniqueFd(open(path.c_str(), flags, kLogMode));
-    return log;
 }
 
 /// True for three letters, four digits and a letter.
@@ -76,16 +46,17 @@ MessageInsert MessageInsert::lines(const std::string& text) {
     return insert;
 }
 
-LogManager::LogManager(std::string logPath) : m_LogName(std::move(logPath)) {}
+LogManager::LogManager(std::string logPath)
+    : m_LogName(std::move(logPath)), mutex(pkCreateMutex()) {}
 
 int LogManager::getMsg(std::string& result, int number, std::string_view identifier,
                        MessageInserts inserts) {
     TraceScope scope("LogManager::getMsg");
-    std::vector<std::string_view> views;
+    NlsValues values;
     for (const MessageInsert& insert : inserts)
-        views.push_back(insert.view());
+        values.emplace_back(insert.view());
 
-    result = nlMessageText(number, views);
+    result = nlMessageText(number, values);
     if (identifier.empty())
         result.clear();
     // The caller's identifier takes the place of the catalog's; labels carry none.
@@ -126,28 +97,31 @@ int LogManager::logAndPrintMsg(int number, std::string_view identifier,
 
 int LogManager::LogActivityLog(const std::string& text) {
     TraceScope scope("LogManager::LogActivityLog");
-    const std::lock_guard<std::mutex> lock(mutex);
+    const pkMutexHolder lock(mutex.get());
+    if (!lock.held())
+        return PS_LOCK_FAILED;
     if (m_LogName.empty()) {
         trTrace(naMin, "Exit %s, m_LogName not defined.\n", "LogManager::LogActivityLog");
         return kNoName;
     }
     // Opened for every line, so that the log can be read or moved at any moment.
-    const UniqueFd log = openLog(m_LogName);
-    if (!log) {
+    logSetup(log, 0, "", kRetainDays, 'D');
+    if (!logOpen(log, m_LogName)) {
         trTrace(naMin, "Exit: %s, could not open %s.\n", "LogManager::LogActivityLog",
                 m_LogName.c_str());
         return kOpenFailed;
     }
-    std::string line = timeStamp() + " " + text;
+    std::string line = millisecondsStamp() + " " + text;
     if (line.back() != '\n')
         line += '\n';
-    const ssize_t written = write(log.get(), line.data(), line.size());
-    return written == static_cast<ssize_t>(line.size()) ? 0 : kWriteFailed;
+    const int rc = logWrite(log, line);
+    static_cast<void>(logClose(log));  // a failure to close changes nothing any more
+    return rc;
 }
 
 void LogManager::setLogName(const std::string& path) {
     TraceScope scope("LogManager::setLogName");
-    const std::lock_guard<std::mutex> lock(mutex);
+    const pkMutexHolder lock(mutex.get());
     trTrace(naMin, "Changing log from %s to %s\n", m_LogName.c_str(), path.c_str());
     m_LogName = path;
 }
@@ -164,6 +138,6 @@ void logFailure(const GenericException& failure) {
     const int number = static_cast<int>(failure.getMsgID());
     std::string identifier = failure.getMessage();
     if (!isIdentifier(identifier))
-        identifier = nlMessageText(number, {}).substr(0, 8);
+        identifier = nlMessageText(number, {"", ""}).substr(0, 8);
     logManager->logMsg(number, identifier, {failure.getCause(), failure.getMessage()});
 }

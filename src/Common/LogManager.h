@@ -2,12 +2,13 @@
 
 #include <initializer_list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 
 #include "Common/GenericException.h"
 #include "Common/Messages.h"
+#include "common/thrd/pkMutex.h"
+#include "common/ut/LogRecord.h"
 
 /// A text that goes into a message. Cut at 4604 characters; an empty one becomes
 /// "<NULL>". Control characters become blanks, so that a file name cannot forge a line;
@@ -58,8 +59,9 @@ public:
     void setLogName(const std::string& path);
 
 private:
-    std::mutex mutex;  // guards m_LogName and the writing of a line
     std::string m_LogName;
+    LogRecord log;
+    pkMutexOwner mutex;  // guards the name and the writing of a line
 };
 
 /// The process's log, null until the command line has been read and after the clean-up.

@@ -1,8 +1,13 @@
+#include <algorithm>
+#include <array>
 #include <regex>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "Common/LogManager.h"
+#include "Common/unix/psmsgutil.h"
 #include "common/nls/nls.h"
 #include "support/TempTree.h"
 
@@ -11,10 +16,13 @@ namespace {
 class LogManagerTest : public testing::Test {
 protected:
     LogManagerTest() {
-        EXPECT_EQ(0, nlSetUp("cvnna.cat", SCAN_NLS_DIR));
+        EXPECT_EQ(0, setupMessages("cvnna.cat", "cvnna.cat", "", SCAN_NLS_DIR));
         logManager = std::make_unique<LogManager>(tree.path("log/scan.log"));
     }
-    ~LogManagerTest() override { logManager.reset(); }
+    ~LogManagerTest() override {
+        logManager.reset();
+        nlClose();
+    }
 
     /// The log with each line's time as "T ".
     std::string logged() const {
@@ -38,7 +46,7 @@ TEST_F(LogManagerTest, ALineIsTimeIdentifierAndText) {
 }
 
 TEST_F(LogManagerTest, TextsTakeIdentifierAndInserts) {
-    const std::string said = "STA0532I These file systems are to be scanned:";
+    const std::string said = "STA0532I File systems of this scan:";
     EXPECT_EQ("NAA9999W" + said.substr(8) + "<NULL>", text("NAA9999W", ""));
     EXPECT_EQ(said + "x", text("NAA9999T", "x")) << "a label";
     EXPECT_EQ(said + std::string(4604, 'x'), text("STA0532I", std::string(5000, 'x')));
@@ -55,13 +63,45 @@ TEST_F(LogManagerTest, NeverWritesToWhatIsNoLog) {
     }
     EXPECT_EQ("", tree.read("victim"));
     logManager->setLogName("/dev/full");
-    EXPECT_EQ(621, logManager->LogActivityLog("text"));
+    EXPECT_EQ(9, logManager->LogActivityLog("text"));
+}
+
+TEST_F(LogManagerTest, TwoProcessesLoseNoLine) {
+    constexpr int runs = 1000;
+    constexpr int lines = 3;
+    tree.mkdirp("log");
+    for (int run = 0; run < runs; ++run) {
+        // Every tenth run finds something to prune in both of its logs.
+        if (run % 10 == 0) {
+            tree.write("log/scan.log", "foreign\n" + tree.read("log/scan.log"));
+            tree.write("log/other.log", "foreign\n");
+        }
+        std::array<pid_t, 2> processes{};
+        for (pid_t& process : processes) {
+            process = fork();
+            if (process != 0)
+                continue;
+            for (int line = 0; line < lines; ++line)
+                logManager->LogActivityLog("a line");
+            logManager->setLogName(tree.path("log/other.log"));
+            _exit(logManager->LogActivityLog("another"));
+        }
+        for (const pid_t process : processes) {
+            int status = -1;
+            ASSERT_EQ(process, waitpid(process, &status, 0));
+            ASSERT_EQ(0, status);
+        }
+    }
+    const std::string log = logged();
+    EXPECT_GE(8U, log.find("T a line\n"))
+        << "pruned, or left to the next run while another wrote";
+    EXPECT_EQ(2L * runs * lines, std::count(log.begin(), log.end(), 'T'));
 }
 
 TEST_F(LogManagerTest, AFailureIsLoggedUnderTheIdentifierItCarries) {
     logFailure(GenericException(1, 394, "/a", "STA0529E"));
     logFailure(GenericException(1, 394, "", "no identifier"));
-    const std::string rest = " The mount table cannot be opened: ";
+    const std::string rest = " The mount table could not be opened: ";
     EXPECT_EQ("T STA0529E" + rest + "/a\nT STA0094E" + rest + "<NULL>\n", logged());
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Common/LogManager.h"
+#include "Common/unix/psmsgutil.h"
 #include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
 #include "common/nls/nls.h"
@@ -13,10 +14,13 @@ namespace {
 class MountsTest : public testing::Test {
 protected:
     MountsTest() {
-        EXPECT_EQ(0, nlSetUp("cvnna.cat", SCAN_NLS_DIR));
+        EXPECT_EQ(0, setupMessages("cvnna.cat", "cvnna.cat", "", SCAN_NLS_DIR));
         logManager = std::make_unique<LogManager>(tree.path("log"));
     }
-    ~MountsTest() override { logManager.reset(); }
+    ~MountsTest() override {
+        logManager.reset();
+        nlClose();
+    }
 
     /// The rows of a mount table: "device|mount point|type|options", a line for each.
     std::string rows(const std::string& text) const {
@@ -57,7 +61,7 @@ TEST_F(MountsTest, AClusterIsNamedByItsFirstDirectory) {
     const std::string full = "any " + tree.path("full") + " grfs2 rw 0 0\n";
     const std::string row = "cluster1|" + tree.path("full") + "|gridfs|\n";
     EXPECT_EQ(row, rows(full + "any " + tree.path("full/.hidden") + " gridfs rw 0 0\n" + full));
-    EXPECT_TRUE(logged("STA0622E The cluster name cannot be found."));
+    EXPECT_TRUE(logged("STA0622E No cluster name was found."));
     EXPECT_EQ("", rows("any /no/such gridfs rw 0 0\n" + full));
     EXPECT_NE(std::string::npos, tree.read("log").find("STA0620E"));
 }

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "Common/LogManager.h"
+#include "Common/unix/psmsgutil.h"
 #include "Probe/Filesystem.h"
 #include "Scan/SelectNode.h"
 #include "Scan/UberTable.h"
@@ -23,7 +24,7 @@ class WalkTest : public testing::Test {
 protected:
     WalkTest() {
         filesystem.fsMountPoint = "/";
-        EXPECT_EQ(0, nlSetUp("cvnna.cat", SCAN_NLS_DIR));
+        EXPECT_EQ(0, setupMessages("cvnna.cat", "cvnna.cat", "", SCAN_NLS_DIR));
         logManager = std::make_unique<LogManager>(scratch.path("log"));
     }
     ~WalkTest() override {

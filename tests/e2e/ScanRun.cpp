@@ -40,11 +40,11 @@ std::vector<std::string> cells(const std::string& row) {
 }  // namespace
 
 ScanRun::ScanRun() {
-    for (const char* const directory : {"bin", "nls/en_US", "input/srv"})
+    for (const char* const directory : {"bin", "nls", "input/srv"})
         tree.mkdirp(directory);
     std::filesystem::copy_file(SCAN_BINARY, tree.path("bin/scan"));
-    std::filesystem::copy_file(SCAN_NLS_DIR "/en_US/cvnna.cat",
-                               tree.path("nls/en_US/cvnna.cat"));
+    std::filesystem::copy(SCAN_NLS_DIR, tree.path("nls"),
+                          std::filesystem::copy_options::recursive);
 }
 
 void ScanRun::define(const std::string& text) const {

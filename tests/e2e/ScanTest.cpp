@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <ftw.h>
 #include <iterator>
@@ -411,6 +412,32 @@ TEST_F(ScanEndingTest, WhatTheParentLeavesBehindDoesNoHarm) {
     request();
     start();
     EXPECT_EQ("9 1 log", ending(run));
+}
+
+TEST_F(ScanEndingTest, TheHostsLanguageIsThatOfTheMessages) {
+    run.tree.mkdirp("locales");
+    const std::string locale = run.tree.path("locales/de_DE.UTF-8");
+    if (std::system(("localedef -i de_DE -f UTF-8 " + locale + " 2>/dev/null").c_str()) != 0)
+        GTEST_SKIP() << "needs the sources of locales (package locales)";
+    run.inChild = [this] {
+        setenv("LOCPATH", run.tree.path("locales").c_str(), 1);
+        setenv("LC_ALL", "de_DE.UTF-8", 1);
+    };
+    request();
+    start();
+    EXPECT_EQ("0 1 result log", ending(run));
+    EXPECT_NE(std::string::npos, run.log().find(" STA0161I Der Suchlauf ist beendet.\n"));
+
+    // Where no log can be, the failure is told on standard output; the job goes on.
+    std::filesystem::remove_all(run.tree.path("log/srv"));
+    run.tree.write("log/srv", "in the way");
+    request();
+    start();
+    EXPECT_EQ("0 1 result", ending(run));
+    const std::regex reordered("KLM0264E Grund .+: Die Logdatei " +
+                               run.tree.path(ScanRun::kLog) +
+                               " konnte nicht geöffnet werden\\.\n");
+    EXPECT_TRUE(std::regex_search(run.output, reordered)) << run.output;
 }
 
 TEST_F(ScanEndingTest, AStopEndsTheWalkWithoutAResult) {

@@ -5,6 +5,7 @@
 
 #include "Common/AgentArgs.h"
 #include "common/nls/nls.h"
+#include "common/thrd/psThread.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/makeDirPath.h"
 #include "common/ut/traceClasses.h"
@@ -37,16 +38,25 @@ std::string getNaCatalogName() {
     return "cvnna.cat";
 }
 
-int setupMessages(const std::string& catalog, const std::string& /*englishCatalog*/,
-                  const std::string& /*errorLog*/, const std::string& nlsDir) {
+int setupMessages(const std::string& catalog, const std::string& englishCatalog,
+                  const std::string& errorLog, const std::string& nlsDir) {
     TraceScope scope("setupMessages");
-    return nlSetUp(catalog, nlsDir);
+    NlsSettings settings;
+    settings.catalog = catalog;
+    settings.englishCatalog = englishCatalog;
+    settings.directory = nlsDir;
+    settings.errorLog = errorLog;
+    settings.programType = AgentArgs::kProgramScan;
+    return nlSetUp(settings);
 }
 
 int setupTrace(const std::string& file, const std::string& level, int maxLogSize) {
     constexpr int openFailed = 1;
     constexpr int setUpFailed = 30;
-    if (trStart(AgentArgs::kProgramScan) != 0)
+    TraceHooks hooks;
+    hooks.programType = AgentArgs::kProgramScan;
+    hooks.threadId = [] { return static_cast<std::uint32_t>(psThreadSelf()); };
+    if (trStart(hooks) != 0)
         return setUpFailed;
     if (file.empty())
         return 0;

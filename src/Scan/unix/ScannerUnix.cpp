@@ -51,7 +51,7 @@ bool ScannerUnix::Stat(FileInfo& info) {
     const int error = readAttributes(info);
     if (error != 0) {
         trTrace(naMin, ">> lstat() failed on %s: %s\n", info.name, errnoText(error).c_str());
-        logMsg(message::STA0063E, {info.name});
+        logMsg(message::STA0063E, {withErrnoText(info.name, error)});
         return false;
     }
     info.faType = entryType(info.stat.mode);

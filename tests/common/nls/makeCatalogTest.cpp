@@ -1,0 +1,91 @@
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "common/nls/nls.h"
+#include "support/TempTree.h"
+
+namespace {
+
+/// Runs the generator over sources of the test.
+class makeCatalogTest : public testing::Test {
+protected:
+    int run(const std::string& arguments) const {
+        const std::string command = SCAN_MAKE_CATALOG " " + arguments + " >" +
+                                    tree.path("made") + " 2>" + tree.path("said");
+        return WEXITSTATUS(std::system(command.c_str()));
+    }
+
+    const TempTree tree;
+};
+
+TEST_F(makeCatalogTest, ABadEntryFailsTheBuild) {
+    const std::string good = "5 ABC0005I (a, b:lu) {a} is {b}\n";
+    const std::string longText = "6 ABC0006I (a) {a}" + std::string(201, 'x') + "\n";
+    const std::pair<std::string, const char*> kBad[] = {
+        {"ABC0006I () no number\n",          ": not of the form"    },
+        {"6 ABC0006I no values\n",           ": not of the form"    },
+        {"5 ABC0006I () x\n",                ": the numbers do not" },
+        {"40000 ABC0006I () x\n",            ": the number is not"  },
+        {"6 ABC0005I () x\n",                ": ABC0005I stands twi"},
+        {"6 ABC0006Q () x\n",                ": 'ABC0006Q' is no"   },
+        {"6 ABC006I () x\n",                 ": 'ABC006I' is no"    },
+        {"6 ABC0006I (a) x\n",               ": declares"           },
+        {"6 ABC0006I () {a}\n",              ": declares"           },
+        {"6 ABC0006I (a) {a} {a}\n",         ": declares"           },
+        {"6 ABC0006I (a:q) {a}\n",           ": 'a:q' is no value"  },
+        {"6 ABC0006I (a, a) {a}{a}\n",       ": a value is declared"},
+        {"6 ABC0006I (a, b, c) {a}{b}{c}\n", ": more than 2"        },
+        {"6 ABC0006I () ends\\n\n",          ": the text ends"      },
+        {"6 ABC0006I () a \\x escape\n",     ": '\\x' is no"        },
+        {"6 ABC0006I () a { brace\n",        ": '{' stands alone"   },
+        {"6 ABC0006I () tab\there\n",        ": the text has a con" },
+        {longText,                           ": 201 bytes"          },
+    };
+    std::string source = good;
+    for (const auto& [entry, problem] : kBad)
+        source += entry;
+    tree.write("source", source);
+    EXPECT_EQ(1, run(tree.path("source")));
+    EXPECT_EQ("", tree.read("made"));
+    int line = 2;
+    for (const auto& [entry, problem] : kBad) {
+        const std::string told = "source:" + std::to_string(line++) + problem;
+        EXPECT_NE(std::string::npos, tree.read("said").find(told)) << told;
+    }
+    tree.write("source", "6 ABC0006I () \xff\n");
+    EXPECT_EQ(1, run(tree.path("source")));
+    tree.write("english", good);
+    for (const char* other :
+         {"5 ABC0005I (b:lu, a) {a} {b}\n", "5 ABC0005W (a, b:lu) {a} {b}\n",
+          "6 ABC0005I (a, b:lu) {a} {b}\n", "# nothing\n"}) {
+        tree.write("source", other);
+        EXPECT_EQ(1, run(tree.path("source") + " " + tree.path("english"))) << other;
+    }
+}
+
+TEST_F(makeCatalogTest, WhatATranslatorWritesIsWhatTheOperatorReads) {
+    tree.write("english",
+               "5 ABC0005I (a, b:lu) 5% of \\{{a}\\} \"\\\\\" are {b}\n"
+               "6 ABC0006T () 7 lines\\n8 lines\n");
+    tree.write("german", "5 ABC0005I (a, b:lu) {b} ü%s {a}, 5%\n6 ABC0006T () 9 Zeilen\n");
+    NlsSettings settings{"c.cat", "c.cat", tree.root(), "", 10, 9};
+    for (const std::string source : {"english", "german"}) {
+        const bool english = source == "english";
+        const std::string language = english ? "en_US" : "de_DE";
+        ASSERT_EQ(0, run(tree.path(source) + " " + tree.path("english"))) << tree.read("said");
+        tree.mkdirp(language);
+        const std::string catalog = tree.path(language) + "/c.cat ";
+        ASSERT_EQ(0, std::system(("gencat " + catalog + tree.path("made")).c_str()));
+        nlSetLanguage(language);
+        ASSERT_EQ(0, nlSetUp(settings));
+        const NlsValues values = {"x", 3UL};
+        EXPECT_EQ(english ? "ABC0005I 5% of {x} \"\\\" are 3" : "ABC0005I 3 ü%s x, 5%",
+                  nlMessageText(5, values));
+        EXPECT_EQ(english ? "7 lines\n8 lines" : "9 Zeilen", nlMessageText(6, values));
+        nlClose();
+    }
+    nlSetLanguage("");
+}
+
+}  // namespace
