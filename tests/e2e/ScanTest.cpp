@@ -434,10 +434,10 @@ TEST_F(ScanEndingTest, TheHostsLanguageIsThatOfTheMessages) {
     request();
     start();
     EXPECT_EQ("0 1 result", ending(run));
-    const std::regex reordered("KLM0264E Grund .+: Die Logdatei " +
-                               run.tree.path(ScanRun::kLog) +
-                               " konnte nicht geöffnet werden\\.\n");
-    EXPECT_TRUE(std::regex_search(run.output, reordered)) << run.output;
+    const std::string reordered =
+        ": Die Logdatei " + run.tree.path(ScanRun::kLog) + " konnte nicht geöffnet werden.\n";
+    EXPECT_TRUE(run.output.starts_with("KLM0264E Grund ")) << run.output;
+    EXPECT_NE(std::string::npos, run.output.find(reordered)) << run.output;
 }
 
 TEST_F(ScanEndingTest, AStopEndsTheWalkWithoutAResult) {

@@ -27,7 +27,7 @@ MessageCache::~MessageCache() {
 }
 
 const NLSMsg* MessageCache::find(int number) {
-    TraceScope scope("MessageCache::find");
+    FoundationScope scope("MessageCache::find");
     for (NLSMsg* message = head.next; message != &head; message = message->next) {
         if (message->number != number)
             continue;
@@ -40,7 +40,7 @@ const NLSMsg* MessageCache::find(int number) {
 }
 
 const NLSMsg* MessageCache::add(std::unique_ptr<NLSMsg> message, std::size_t capacity) {
-    TraceScope scope("MessageCache::add");
+    FoundationScope scope("MessageCache::add");
     if (count >= capacity && count > 0) {
         const std::unique_ptr<NLSMsg> oldest(head.prev);
         takeOut(oldest.get());
@@ -54,7 +54,7 @@ const NLSMsg* MessageCache::add(std::unique_ptr<NLSMsg> message, std::size_t cap
 }
 
 void MessageCache::flush() {
-    TraceScope scope("MessageCache::flush");
+    FoundationScope scope("MessageCache::flush");
     while (head.next != &head) {
         const std::unique_ptr<NLSMsg> message(head.next);
         trTrace(trNls, "Flushing cache entry for message: %d\n", message->number);

@@ -50,7 +50,7 @@ std::string commonName(const std::string& language) {
 
 int MessageCatalog::openCat(const std::string& directory, const std::string& language,
                             const std::string& file, std::string& langPath) {
-    TraceScope scope("MessageCatalog::openCat");
+    FoundationScope scope("MessageCatalog::openCat");
     close();
     const std::string name = file.empty() ? "kelclientV3.cat" : file;
     if (directory.size() + language.size() + name.size() + 2 >= kMaxPath) {

@@ -105,7 +105,7 @@ bool readDescriptors(RecordReader& reader, std::vector<Descriptor>& descriptors)
 
 /// Puts values and pieces together in the order that the record asks for.
 bool nlOrderInsert(std::string_view body, const NlsValues& values, nlsCharBuffer& buffer) {
-    TraceScope scope("nlOrderInsert");
+    FoundationScope scope("nlOrderInsert");
     if (body.size() < kOrderOffset)
         return false;
     const auto count = static_cast<unsigned char>(body[kCountOffset]);
@@ -135,7 +135,7 @@ bool nlOrderInsert(std::string_view body, const NlsValues& values, nlsCharBuffer
 }  // namespace
 
 Decoded decodeMessage(std::string_view entry, int number, NLSMsg& message) {
-    TraceScope scope("decodeMessage");
+    FoundationScope scope("decodeMessage");
     constexpr std::size_t firstPlace = 4;  // at which the severity can stand
     std::size_t severity = firstPlace;
     while (severity < entry.size() && isDigit(entry[severity]))
@@ -169,7 +169,7 @@ Decoded decodeMessage(std::string_view entry, int number, NLSMsg& message) {
 }
 
 bool formatMessage(const NLSMsg& message, const NlsValues& values, std::string& text) {
-    TraceScope scope("formatMessage");
+    FoundationScope scope("formatMessage");
     nlsCharBuffer buffer;
     std::string_view body = message.text;
     if (keepsIdentifier(message.severity)) {

@@ -15,8 +15,8 @@
 #include "common/thrd/pkMutex.h"
 #include "common/ut/LogRecord.h"
 #include "common/ut/TraceScope.h"
-#include "common/ut/traceClasses.h"
 #include "common/ut/timeStamp.h"
+#include "common/ut/traceClasses.h"
 
 namespace {
 
@@ -114,7 +114,7 @@ std::unique_ptr<NLSMsg> readMessage(nlsObject_t& nls, int number) {
 
 /// The decoded message, valid while the lock is held; null if there is none.
 const NLSMsg* GetMsg(nlsObject_t& nls, int number) {
-    TraceScope scope("GetMsg");
+    FoundationScope scope("GetMsg");
     MessageCache& cache = nls.useEnglish ? nls.msgCacheEnglish : nls.msgCache;
     const NLSMsg* found = cache.find(number);
     try {
@@ -194,7 +194,7 @@ void serveLogs() {
 }  // namespace
 
 int nlSetUp(const NlsSettings& settings) {
-    TraceScope scope("nlSetUp");
+    FoundationScope scope("nlSetUp");
     nlsObject_t& nls = nlsObject();
     if (nls.started)
         return 0;
@@ -233,17 +233,17 @@ void nlSetLanguage(const std::string& language) {
 }
 
 std::string nlMessageText(int number, const NlsValues& values) {
-    TraceScope scope("nlMessageText");
+    FoundationScope scope("nlMessageText");
     return textOf(number, values, false);
 }
 
 std::string nlEnglishMessageText(int number, const NlsValues& values) {
-    TraceScope scope("nlEnglishMessageText");
+    FoundationScope scope("nlEnglishMessageText");
     return textOf(number, values, true);
 }
 
 int nlSeverity(int number) {
-    TraceScope scope("nlSeverity");
+    FoundationScope scope("nlSeverity");
     nlsObject_t& nls = nlsObject();
     if (!nls.mutex)
         return kNoLock;
@@ -260,14 +260,14 @@ int nlSeverity(int number) {
 }
 
 void nlReport(int number, const NlsValues& values) {
-    TraceScope scope("nlReport");
+    FoundationScope scope("nlReport");
     GlobalRC::set(number);
     print(number, values);
 }
 
 std::size_t nlLogPrintf(const NlsRecord& record, char* place, std::size_t available,
                         const NlsValues& values) {
-    TraceScope scope("nlLogPrintf");
+    FoundationScope scope("nlLogPrintf");
     std::string text = nlMessageText(record.number, values);
     if ((record.flags & NlsRecord::kAddLineEnd) != 0) {
         trTrace(trNls, "adding newline character to buffer\n");
@@ -287,7 +287,7 @@ void nlSetOutput(int severity, std::function<void(std::string_view)> output) {
 }
 
 bool nlOpenErrorLog(std::uint32_t maxWrap) {
-    TraceScope scope("nlOpenErrorLog");
+    FoundationScope scope("nlOpenErrorLog");
     nlsObject_t& nls = nlsObject();
     const pkMutexHolder lock(nls.mutex.get());
     logInit(nls.errorLog);

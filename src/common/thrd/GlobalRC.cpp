@@ -81,7 +81,7 @@ void clear(bool command, bool process) {
 }  // namespace
 
 void GlobalRC::create(const Messages& messages) {
-    TraceScope scope("GlobalRC::create");
+    FoundationScope scope("GlobalRC::create");
     destroy();
     auto record = std::make_unique<Record>();
     record->messages = messages;
@@ -90,12 +90,12 @@ void GlobalRC::create(const Messages& messages) {
 }
 
 void GlobalRC::destroy() noexcept {
-    TraceScope scope("GlobalRC::destroy");
+    FoundationScope scope("GlobalRC::destroy");
     delete current.exchange(nullptr);
 }
 
 bool GlobalRC::set(int number) {
-    TraceScope scope("GlobalRC::set");
+    FoundationScope scope("GlobalRC::set");
     Record* const record = current;
     if (!record)
         return false;

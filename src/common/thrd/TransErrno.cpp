@@ -49,7 +49,7 @@ const Mapping* find(const Mapping (&codes)[N], int error) {
 }  // namespace
 
 int TransErrno(int error, const char* call) {
-    TraceScope scope("TransErrno");
+    FoundationScope scope("TransErrno");
     const bool transfer = std::strcmp(call, "read") == 0 || std::strcmp(call, "write") == 0;
     const Mapping* entry = transfer ? find(kTransferCodes, error) : nullptr;
     if (!entry)
@@ -67,7 +67,7 @@ int TransErrno(int error, const char* call) {
 }
 
 int TransErrnoKnown(int error, const char* call, int remappedError, int remappedCode) {
-    TraceScope scope("TransErrnoKnown");
+    FoundationScope scope("TransErrnoKnown");
     const int code = TransErrno(error, call);
     if (code != kUnmapped && code != kUnmappedOther)
         return code;

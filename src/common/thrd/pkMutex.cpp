@@ -5,7 +5,7 @@
 #include "common/ut/TraceScope.h"
 
 pkMutex* pkCreateMutex() {
-    TraceScope scope("pkCreateMutex");
+    FoundationScope scope("pkCreateMutex");
     std::unique_ptr<pkMutex> created(new (std::nothrow) pkMutex{});
     if (!created)
         return nullptr;
@@ -18,7 +18,7 @@ pkMutex* pkCreateMutex() {
 }
 
 int pkDestroyMutex(pkMutex* handle) {
-    TraceScope scope("pkDestroyMutex");
+    FoundationScope scope("pkDestroyMutex");
     if (!handle)
         return 0;
     const int rc = psMutexDestroy(handle->mutex);

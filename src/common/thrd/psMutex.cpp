@@ -17,7 +17,7 @@ bool singleThreaded() {
 }  // namespace
 
 int psMutexInit(psMutex& mutex, const pthread_mutexattr_t* attributes) {
-    TraceScope scope("psMutexInit");
+    FoundationScope scope("psMutexInit");
     if (attributes)
         return pthread_mutex_init(&mutex.handle, attributes);
 
@@ -50,7 +50,7 @@ int psMutexUnlock(psMutex& mutex) {
 }
 
 int psMutexDestroy(psMutex& mutex) {
-    TraceScope scope("psMutexDestroy");
+    FoundationScope scope("psMutexDestroy");
     return pthread_mutex_destroy(&mutex.handle);
 }
 

@@ -102,7 +102,7 @@ private:
 }  // namespace
 
 int psThreadCreate(psThreadRecord& record) {
-    TraceScope scope("psThreadCreate");
+    FoundationScope scope("psThreadCreate");
     const DefaultAttributes defaults(record.stackSize);
     if (defaults.error() != 0)
         return defaults.error();
@@ -127,7 +127,7 @@ int psThreadCreate(psThreadRecord& record) {
 }
 
 int psSetThreadStackSize(pthread_attr_t* attributes, std::size_t bytes) {
-    TraceScope scope("psSetThreadStackSize");
+    FoundationScope scope("psSetThreadStackSize");
     if (!attributes)
         return kBadArgument;
     const int rc = pthread_attr_setstacksize(attributes, bytes);
@@ -140,7 +140,7 @@ int psSetThreadStackSize(pthread_attr_t* attributes, std::size_t bytes) {
 }
 
 void psThreadDelay(unsigned milliseconds) {
-    TraceScope scope("psThreadDelay");
+    FoundationScope scope("psThreadDelay");
     const int self = static_cast<int>(shortId(psThreadSelf()));
     trTrace(trThread, "Thread %d delaying for %d milliseconds.\n", self,
             static_cast<int>(milliseconds));

@@ -8,7 +8,7 @@
 
 int kelNFSsyscalls(const char* path, int /*flag*/, void* buffer, int op, int /*timeoutSeconds*/,
                    int& errCode) {
-    TraceScope scope("kelNFSsyscalls");
+    FoundationScope scope("kelNFSsyscalls");
     int rc = -1;
     switch (op) {
         case VIRTSTAT_STATFS:

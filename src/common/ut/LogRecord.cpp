@@ -177,7 +177,7 @@ bool rewriteWrapping(LogRecord& record) {
 
 /// Brings the open log to the kind that the record asks for.
 bool utWrapFile(LogRecord& record) {
-    TraceScope scope("utWrapFile");
+    FoundationScope scope("utWrapFile");
     const int log = record.stream.get();
     std::string start;
     if (!readFileAt(log, 0, kHeaderReach, start))
@@ -242,7 +242,7 @@ void logSetup(LogRecord& record, std::uint32_t maxWrap, const std::string& saveF
 }
 
 bool logOpen(LogRecord& record, const std::string& path) {
-    TraceScope scope("logOpen");
+    FoundationScope scope("logOpen");
     fetchMarks();
     record.wrapping = false;
     record.fileName = path;
@@ -260,7 +260,7 @@ bool logOpen(LogRecord& record, const std::string& path) {
 }
 
 int logClose(LogRecord& record) {
-    TraceScope scope("logClose");
+    FoundationScope scope("logClose");
     const int fd = record.stream.release();
     if (fd < 0 || close(fd) == 0)
         return 0;
@@ -269,7 +269,7 @@ int logClose(LogRecord& record) {
 }
 
 int logWrite(LogRecord& record, std::string_view line) {
-    TraceScope scope("logWrite");
+    FoundationScope scope("logWrite");
     const int log = record.stream.get();
     bool done = false;
     if (record.wrapping) {
@@ -297,7 +297,7 @@ int logWrite(LogRecord& record, std::string_view line) {
 }
 
 bool logReserve(LogRecord& record, std::uint32_t length) {
-    TraceScope scope("logReserve");
+    FoundationScope scope("logReserve");
     if (!record.wrapping)
         return true;
     const std::uint64_t need = std::uint64_t{record.nextWrite} + length + endMark.size() +
@@ -321,7 +321,7 @@ bool logReserve(LogRecord& record, std::uint32_t length) {
 }
 
 bool utSetNextWrite(LogRecord& record) {
-    TraceScope scope("utSetNextWrite");
+    FoundationScope scope("utSetNextWrite");
     if (!record.wrapping)
         return true;
     const int log = record.stream.get();

@@ -145,9 +145,8 @@ bool rewrite(int log, const std::string& path, const Cut& cut, const std::string
 
 int logPrune(LogRecord& record, const std::string& path, const std::string& saveFile,
              std::uint32_t retainDays) {
-    TraceScope scope("logPrune");
+    FoundationScope scope("logPrune");
     const int log = record.stream.get();
-    trTrace(naMax, "Log Pruner started.\nLog Retention Days = %u.\n", retainDays);
     record.failed = false;
     Cut cut;
     if (!findCut(log, retainDays, cut)) {
@@ -156,8 +155,11 @@ int logPrune(LogRecord& record, const std::string& path, const std::string& save
         record.failed = true;
         return -1;
     }
+    if (cut.linesPruned == 0)
+        return 0;
+    trTrace(naMax, "Log Pruner started.\nLog Retention Days = %u.\n", retainDays);
     // While another process writes a line, or prunes, the upkeep is left to a later opening.
-    if (cut.linesPruned > 0 && flock(log, LOCK_EX | LOCK_NB) == 0) {
+    if (flock(log, LOCK_EX | LOCK_NB) == 0) {
         cut = Cut();
         record.failed = !findCut(log, retainDays, cut) ||
                         (cut.linesPruned > 0 && !rewrite(log, path, cut, saveFile));

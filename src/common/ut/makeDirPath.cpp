@@ -21,7 +21,7 @@ int makeDirectory(const std::string& path) {
 }  // namespace
 
 int makeDirPath(const std::string& path) {
-    TraceScope scope("makeDirPath");
+    FoundationScope scope("makeDirPath");
     if (path.empty()) {
         errno = EINVAL;
         return -1;

@@ -21,6 +21,8 @@ unsigned char naMid = 0;
 unsigned char naMax = 0;
 unsigned char naEnter = 0;
 unsigned char naExit = 0;
+unsigned char trEnterClass = 0;
+unsigned char trExitClass = 0;
 
 namespace {
 

@@ -15,6 +15,10 @@ extern unsigned char naMax;    // all detail
 extern unsigned char naEnter;  // function entry
 extern unsigned char naExit;   // function exit
 
+// Classes ENTER and EXIT: entry and exit of the foundation's functions.
+extern unsigned char trEnterClass;
+extern unsigned char trExitClass;
+
 /// Writes one line, with a line end if it has none; nothing while no trace is open. A
 /// format without inner line ends gives one line whatever its arguments hold: control
 /// characters become blanks. Used through the macros below.

@@ -7,6 +7,8 @@
 #include <sstream>
 #include <strings.h>
 
+#include "common/ut/trace.h"
+
 unsigned char trPid = 0;
 unsigned char trTid = 0;
 unsigned char trTimeStamp = 0;
@@ -30,8 +32,6 @@ unsigned char traceMemdetail = 0;
 unsigned char traceThreadStatus = 0;
 unsigned char traceInstrument = 0;
 unsigned char traceErrorFlag = 0;
-unsigned char traceEnterFlag = 0;
-unsigned char traceExitFlag = 0;
 
 void setAll(const TraceClass* classes, unsigned char value) {
     for (; classes->name; ++classes)
@@ -70,8 +70,8 @@ bool setWord(const std::string& word, bool on, const TraceClass* classes,
 
 const TraceClass kFoundationClasses[] = {
     {"ERROR",         &traceErrorFlag   },
-    {"ENTER",         &traceEnterFlag   },
-    {"EXIT",          &traceExitFlag    },
+    {"ENTER",         &trEnterClass     },
+    {"EXIT",          &trExitClass      },
     {"PID",           &trPid            },
     {"TID",           &trTid            },
     {"TIMESTAMP",     &trTimeStamp      },
