@@ -434,8 +434,8 @@ TEST_F(ScanEndingTest, TheHostsLanguageIsThatOfTheMessages) {
     request();
     start();
     EXPECT_EQ("0 1 result", ending(run));
-    const std::string reordered =
-        ": Die Logdatei " + run.tree.path(ScanRun::kLog) + " konnte nicht geöffnet werden.\n";
+    const std::string reordered = ": Die Protokolldatei " + run.tree.path(ScanRun::kLog) +
+                                  " konnte nicht geöffnet werden.\n";
     EXPECT_TRUE(run.output.starts_with("KLM0264E Grund ")) << run.output;
     EXPECT_NE(std::string::npos, run.output.find(reordered)) << run.output;
 }
