@@ -40,8 +40,10 @@
 ///
 ///   Foundation, common/
 ///     ut                    trace (call sites: trace, TraceScope; its file: traceControl; its
-///                           classes by name: traceClasses), text helpers, directories
-///     nls                   message catalogs
+///                           classes by name: traceClasses), log files (LogRecord, logPrune,
+///                           logLayout), text helpers, directories
+///     nls                   message catalogs: nls; an entry of one: messageRecord
+///     thrd                  locks, threads, outcome of the process (GlobalRC), errno codes
 ///     unx                   start of the process, descriptors, calls that can hang
 
 #include <clocale>
