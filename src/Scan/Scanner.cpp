@@ -256,7 +256,6 @@ void Scanner::fireLeft() {
 }
 
 void Scanner::countEntry() {
-    TraceScope scope("Scanner::countEntry");
     ++total;
     ++sinceReport;
     if (sinceReport >= kReportEvery) {
@@ -285,7 +284,6 @@ void Scanner::forgetEntry() {
 }
 
 bool Scanner::isHere(const EntryIdentity& place) const {
-    TraceScope scope("Scanner::isHere");
     const bool mountTells = rootMountId != 0 && place.mountId != 0;
     if (mountTells && place.mountId != rootMountId)
         return false;
@@ -293,7 +291,6 @@ bool Scanner::isHere(const EntryIdentity& place) const {
 }
 
 void Scanner::placeEntry(const std::optional<EntryIdentity>& place) {
-    TraceScope scope("Scanner::placeEntry");
     if (!place) {
         forgetEntry();
         return;
@@ -326,7 +323,6 @@ void Scanner::ScannerFinishOffNextEntry(const char* name) {
 
 bool Scanner::localPathFits(const std::string& reported, std::size_t room,
                             std::size_t taken) const {
-    TraceScope scope("Scanner::localPathFits");
     const std::size_t rest =
         reported.size() - std::min(localPath->remoteLength, reported.size());
     if (rest + localPath->localText.size() + taken <= room)

@@ -63,7 +63,6 @@ bool ScannerUnix::Stat(FileInfo& info) {
 }
 
 int ScannerUnix::readAttributes(FileInfo& info) const {
-    TraceScope scope("ScannerUnix::readAttributes");
     // A path that the system would refuse in a call by path is refused here too, so that
     // the limit does not depend on how a directory was reached.
     const std::size_t prefix =

@@ -14,7 +14,9 @@ public:
         if (enterClass) [[unlikely]]
             trEnter(function, file, line);
     }
-    ~ScopeOf() {
+    // Inlined on the way of an exception too: otherwise the object has an address, and every
+    // call site pays for filling it.
+    [[gnu::always_inline]] ~ScopeOf() {
         if (exitClass) [[unlikely]]
             trExit(function, file, line);
     }
