@@ -1,5 +1,6 @@
 #include "common/thrd/pkMutex.h"
 
+#include <cerrno>
 #include <new>
 
 #include "common/ut/TraceScope.h"
@@ -21,7 +22,7 @@ int pkDestroyMutex(pkMutex* handle) {
     FoundationScope scope("pkDestroyMutex");
     if (!handle)
         return 0;
-    const int rc = psMutexDestroy(handle->mutex);
+    const int rc = handle->owner != 0 ? EBUSY : psMutexDestroy(handle->mutex);
     if (rc != 0) {
         trError("Destroy Mutex failed: %d.\n", rc);
         return rc;

@@ -39,11 +39,16 @@ TEST(psThreadTest, AThreadIsInTheTableUntilItEndsOrIsCancelled) {
     EXPECT_EQ(3U, psThreadCount());
 
     void* result = nullptr;
+#ifndef __SANITIZE_THREAD__  // which sees no locks on the way out of a cancelled thread
     ASSERT_EQ(0, pthread_cancel(second.thread));
     ASSERT_EQ(0, pthread_join(second.thread, &result));
     EXPECT_EQ(PTHREAD_CANCELED, result);
     EXPECT_EQ(2U, psThreadCount());
     mayEnd = true;
+#else
+    mayEnd = true;
+    ASSERT_EQ(0, pthread_join(second.thread, &result));
+#endif
     ASSERT_EQ(0, pthread_join(first.thread, &result));
     EXPECT_EQ(&first, result);
     while (psThreadCount() > 0)
