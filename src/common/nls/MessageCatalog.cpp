@@ -34,7 +34,7 @@ constexpr LanguageName kLanguages[] = {
 std::string commonName(const std::string& language) {
     if (language == "zh_TW.BIG5")
         return "Zh_TW";
-    const std::string name = language.substr(0, language.find('.'));
+    std::string name = language.substr(0, language.find('.'));
     if (name.size() != 2)
         return name;
     for (const LanguageName& entry : kLanguages) {

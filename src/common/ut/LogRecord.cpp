@@ -27,7 +27,7 @@ constexpr int kLockTries = 200;             // for the right to append
 constexpr int kLockPause = 10;              // milliseconds between two of them
 constexpr std::size_t kHeaderReach = 4096;  // bytes in which the first line must end
 
-LogMessages messages;
+LogMessages logMessages;
 std::string wrapMark;  // fetched on first use
 std::string endMark;
 
@@ -38,10 +38,10 @@ void fetchMarks() {
         return;
     wrapMark = "CONTINUED AT BEGINNING OF FILE";
     endMark = "END OF DATA";
-    if (!messages.text)
+    if (!logMessages.text)
         return;
-    const std::string wrap = messages.text(216);
-    const std::string end = messages.text(217);
+    const std::string wrap = logMessages.text(216);
+    const std::string end = logMessages.text(217);
     wrapMark = wrap.empty() ? wrapMark : wrap.substr(0, kMaxMark);
     endMark = end.empty() ? endMark : end.substr(0, kMaxMark);
 }
@@ -49,8 +49,8 @@ void fetchMarks() {
 bool fail(LogRecord& record, const std::string& path, int error) {
     record.errnoKept = error;
     record.stream.reset();
-    if (messages.reportFailure)
-        messages.reportFailure(kOpenFailedMessage, path, errnoText(error));
+    if (logMessages.reportFailure)
+        logMessages.reportFailure(kOpenFailedMessage, path, errnoText(error));
     return false;
 }
 
@@ -128,8 +128,8 @@ unsigned long countLines(int copy) {
     const std::uint64_t size = sizeOf(copy);
     unsigned long lines = 0;
     for (std::uint64_t at = 0; at < size; at = behindLine(copy, at, size)) {
-        if (++lines % reportEvery == 0 && messages.reportLines)
-            messages.reportLines(232, lines);
+        if (++lines % reportEvery == 0 && logMessages.reportLines)
+            logMessages.reportLines(232, lines);
     }
     return lines;
 }
@@ -155,8 +155,8 @@ bool beginWrapping(LogRecord& record) {
     const UniqueFd copy = temporaryBeside(record.fileName);
     if (!copy || !copyFilePart(record.stream.get(), 0, size, copy.get(), 0))
         return copyFailed(record);
-    if (messages.reportPath)
-        messages.reportPath(233, record.fileName);
+    if (logMessages.reportPath)
+        logMessages.reportPath(233, record.fileName);
     static_cast<void>(countLines(copy.get()));
     return fillWrapping(record, copy.get()) || copyFailed(record);
 }
@@ -223,8 +223,8 @@ void waitForPruning(int log) {
 
 }  // namespace
 
-void logUseMessages(const LogMessages& source) {
-    messages = source;
+void logUseMessages(const LogMessages& messages) {
+    logMessages = messages;
     wrapMark.clear();
     endMark.clear();
 }
