@@ -55,13 +55,13 @@ const NLSMsg* MessageCache::add(std::unique_ptr<NLSMsg> message, std::size_t cap
 
 void MessageCache::flush() {
     FoundationScope scope("MessageCache::flush");
-    while (head.next != &head) {
-        const std::unique_ptr<NLSMsg> message(head.next);
-        // The analyser does not see that taking a message out moves the head on.
-        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
+    const NLSMsg* message = head.next;
+    while (message != &head) {
         trTrace(trNls, "Flushing cache entry for message: %d\n", message->number);
-        takeOut(message.get());
+        const std::unique_ptr<const NLSMsg> gone(message);
+        message = gone->next;
     }
+    head.next = head.prev = &head;
     count = 0;
 }
 
