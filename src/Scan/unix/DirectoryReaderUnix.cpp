@@ -76,7 +76,8 @@ std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& pa
 bool DirectoryReaderUnix::NextDirEntry(std::int16_t fsType) {
     TraceScope scope("DirectoryReaderUnix::NextDirEntry");
     for (;;) {
-        if (agentStop != 0) {
+        if (agentStop) [[unlikely]] {
+            traceCaughtSignal();
             trTrace(naMin, "DirectoryReaderWin32::NextDirEntry() : agentStop is true");
             throwScanAbort("Scan abort initiated by Server -> terminating scan");
         }
