@@ -19,6 +19,14 @@
 
 [[nodiscard]] bool psIsAbsolutePath(const std::string& path);
 
+/// Makes an empty file below "/tmp" that only this user reads and returns its name; empty
+/// if that failed. The caller removes the file.
+[[nodiscard]] std::string psGetTempFileName();
+
+/// True if a process of this id exists, a zombie too; with a `matchText` (null for none)
+/// only if the text stands in what "ps -p" prints of it.
+[[nodiscard]] bool psIsProcessRunning(std::int32_t processId, const char* matchText);
+
 /// Current time, in milliseconds and in seconds since the epoch.
 [[nodiscard]] std::int64_t currentMilliseconds();
 [[nodiscard]] std::int64_t currentSeconds();
