@@ -63,8 +63,10 @@ int setAgentCom(const char* value, AgentArgs& args) {
         return args.missing(kMissing);
 
     const int readEnd = number(value);
-    if (readEnd != 0)
-        close(readEnd);  // the agent's end of the pipe, left open by it
+    // The agent's end of the pipe, left open by it. Meant: a standard stream stays open,
+    // or the next file of the job would take its place.
+    if (readEnd > STDERR_FILENO)
+        close(readEnd);
 
     if (comma[1] == '\0')
         return args.missing(kMissing);
@@ -74,7 +76,8 @@ int setAgentCom(const char* value, AgentArgs& args) {
     args.agentCom = writeEnd;
     if (writeEnd == -1)
         return args.missing(kMissing);
-    fcntl(writeEnd, F_SETFD, FD_CLOEXEC);  // children must not hold the agent's pipe open
+    if (writeEnd > STDERR_FILENO)
+        fcntl(writeEnd, F_SETFD, FD_CLOEXEC);  // children must not hold the pipe open
     return 0;
 }
 
@@ -400,13 +403,18 @@ bool AgentArgs::hasRunName() const {
     return !jobName.empty() && sidRunNumber != -1 && jobRunNumber != -1;
 }
 
-std::string AgentArgs::runName(int component, const std::string& extension) const {
+std::string AgentArgs::runName(const std::string& job, int sidRun, int component, int jobRun,
+                               const std::string& extension) {
     TraceScope scope("AgentArgs::runName");
-    return jobName + "." + zeroPadded(sidRunNumber, 4) + "_" + componentName(component) + "." +
-           zeroPadded(jobRunNumber, 8) + extension;
+    return job + "." + zeroPadded(sidRun, 4) + "_" + componentName(component) + "." +
+           zeroPadded(jobRun, 8) + extension;
 }
 
-/// The folder below the install location, one deeper for a server, with a "/" at its end.
+std::string AgentArgs::ownRunName(int component, const std::string& extension) const {
+    TraceScope scope("AgentArgs::ownRunName");
+    return runName(jobName, sidRunNumber, component, jobRunNumber, extension);
+}
+
 std::string AgentArgs::directoryBelow(const char* folder) const {
     TraceScope scope("AgentArgs::directoryBelow");
     const std::string directory = installLoc + "/" + folder + "/";
@@ -428,7 +436,7 @@ std::string AgentArgs::logPath(const std::string& directory, int component,
     if (hasRunName() && component != COMPONENT_AGENT) {
         files = LogUtil::getRunFilesMap(directory, jobName, componentName(component));
         names.setNewFile(true);
-        name = runName(component, extension);
+        name = ownRunName(component, extension);
     } else {
         files = LogUtil::getMatchingFilesMap(directory, componentName(component), extension);
         name = names.getNextLogName(directory, componentName(component), extension,
@@ -448,7 +456,7 @@ void AgentArgs::setLogFile() {
 
 void AgentArgs::setDataFile() {
     TraceScope scope("AgentArgs::setDataFile");
-    const std::string name = hasRunName() ? runName(COMPONENT_SCAN, ".dat")
+    const std::string name = hasRunName() ? ownRunName(COMPONENT_SCAN, ".dat")
                                           : std::string(componentName(COMPONENT_SCAN)) + ".dat";
     dataFile = directoryBelow("output") + name;
 }

@@ -39,6 +39,17 @@ public:
     /// PATH and made absolute by text alone; empty if it lies elsewhere or was not found.
     const std::string& getProgramDir();
 
+    /// True if the job's name and both run numbers are given.
+    [[nodiscard]] bool hasRunName() const;
+
+    /// The name of a file of a run, "job.0001_scan.00000002" and the extension.
+    [[nodiscard]] static std::string runName(const std::string& job, int sidRun, int component,
+                                             int jobRun, const std::string& extension);
+
+    /// The folder below the install location, one deeper for a server, with a "/" at its
+    /// end.
+    [[nodiscard]] std::string directoryBelow(const char* folder) const;
+
     /// Notes a missing value: sets `lastError` and gives the code.
     int missing(const char* text);
 
@@ -86,9 +97,7 @@ private:
     [[nodiscard]] int readOptions();
     [[nodiscard]] const char* nextValue();
     [[nodiscard]] std::string findProgram() const;
-    [[nodiscard]] bool hasRunName() const;
-    [[nodiscard]] std::string runName(int component, const std::string& extension) const;
-    [[nodiscard]] std::string directoryBelow(const char* folder) const;
+    [[nodiscard]] std::string ownRunName(int component, const std::string& extension) const;
     [[nodiscard]] std::string logPath(const std::string& directory, int component,
                                       const std::string& extension) const;
     void setLogFile();

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "Common/LogManager.h"
+#include "Common/comutils.h"
 #include "Common/unix/pssignal.h"
 #include "Probe/Filesystem.h"
 #include "common/unx/UniqueFd.h"
@@ -161,7 +162,7 @@ bool Mounts::openMnttab() {
     int rc = 0;
     do {
         rc = fcntl(fileno(mnttab.get()), F_SETLKW, &lock);
-    } while (rc != 0 && errno == EINTR && agentStop == 0);
+    } while (rc != 0 && errno == EINTR && !agentStop);
     if (rc != 0) {
         logMsg(message::STA0095E, {withErrnoText(tablePath, errno)});
         mnttab.reset();
@@ -246,9 +247,14 @@ int Mounts::statFS(Filesystem& filesystem, int nfsTimeout) {
     const int error = nfsTimeout > 0 ? readFiguresGuarded(mountPoint, nfsTimeout, figures)
                                      : readFigures(mountPoint, figures);
     if (error != 0) {
-        if (logManager)
-            logManager->logAndPrintMsg(message::STA0096E.number, message::STA0096E.identifier,
-                                       {withErrnoText(mountPoint, error)});
+        const std::string text = withErrnoText(mountPoint, error);
+        logMsg(message::STA0096E, {text});
+        if (logManager) {
+            std::string report;
+            logManager->getMsg(report, message::STA0096E.number, message::STA0096E.identifier,
+                               {text});
+            cuMsgOut(report + "\n");
+        }
         trTrace(naMin, ">> statvfs() failed for path %s ... logged STA0096E\n",
                 mountPoint.c_str());
         return kNoStatistics;

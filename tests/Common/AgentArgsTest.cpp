@@ -74,6 +74,8 @@ TEST_F(AgentArgsTest, TakesOverTheAgentsPipe) {
     EXPECT_EQ(-1, fcntl(pipe[0], F_GETFD)) << "the agent's end stayed open";
     EXPECT_EQ(pipe[1], args->agentCom);
     EXPECT_EQ(FD_CLOEXEC, fcntl(pipe[1], F_GETFD));
+    EXPECT_EQ(0, parse("-agentcom 1" + kept));
+    EXPECT_NE(-1, fcntl(STDOUT_FILENO, F_GETFD)) << "a file would take its place";
     close(pipe[1]);
 }
 
