@@ -11,6 +11,7 @@
 #include "Scan/FileAttributes.h"
 #include "Scan/FileInfo.h"
 #include "Scan/SelectNode.h"
+#include "Scan/unix/PlexSnapshot.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
@@ -357,11 +358,10 @@ std::string Scanner::plexSnapshotDirectory() const {
     TraceScope scope("Scanner::plexSnapshotDirectory");
     if (filesystem->fsType != FS_PLEXFS)
         return {};
-    // The tool that knows the name is not run yet; this is the name where it fails.
     std::string mount = localPath ? localPath->localText : path;
     if (mount.size() > 1 && mount.ends_with('/'))
         mount.pop_back();
-    std::string directory = mount + "/.snapshots";
+    std::string directory = ::plexSnapshotDirectory(mount);
     trTrace(naMin, "snapshot directory for fileystem %s is %s\n", mount.c_str(),
             directory.c_str());
     return directory;

@@ -17,6 +17,7 @@
 ///     DirectoryReader, DirectoryReaderUnix  one directory: next entry, attributes, filters
 ///     DirectoryStream, DirectStream  the open directory: the only place that asks the system
 ///     FileAttributes        the entry at hand, as statistics see it; FileInfo as filters do
+///     PlexSnapshot          the directory of snapshots that a walk leaves out
 ///     UnixUserTable, UberTable  owners and groups (UserOrGroup) by number and by name
 ///
 ///   Statistics and results, Scan/
@@ -36,7 +37,10 @@
 ///     ParserAPI, GenericPrint  entity files, read and written; EntityColumns maps columns
 ///     LogManager, Messages  the activity log and its messages
 ///     GenericException.h    all failures that are thrown
-///     resource, comutils    locks; agent status, job file, notify program
+///     resource, ResourceFile, Filelock  locks between the jobs of a host
+///     comutils              agent status, job file, programs that a job runs
+///     CmdExecer             a command of the shell with its output
+///     pssignal              the request to stop
 ///
 ///   Foundation, common/
 ///     ut                    trace (call sites: trace, TraceScope; its file: traceControl; its
@@ -44,7 +48,7 @@
 ///                           logLayout), text helpers, directories
 ///     nls                   message catalogs: nls; an entry of one: messageRecord
 ///     thrd                  locks, threads, outcome of the process (GlobalRC), errno codes
-///     unx                   start of the process, descriptors, calls that can hang
+///     unx                   start of the process, descriptors, shells, calls that can hang
 
 #include <clocale>
 #include <memory>
