@@ -1,9 +1,11 @@
 #include "Common/GenericPrint.h"
 
 #include <algorithm>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "Common/GenericException.h"
+#include "common/unx/UniqueFd.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/makeDirPath.h"
 
@@ -75,9 +77,12 @@ void GenericPrint::open() {
             return;
         }
     }
-    // A link would lead the job elsewhere, and a FIFO would block it.
+    // A link would lead the job elsewhere, and a FIFO would block it. The names in a result
+    // are for its owner alone, which a stream cannot ask for.
+    const UniqueFd file(::open(fileName.c_str(),
+                               O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     struct stat status {};
-    if (lstat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         output.setstate(std::ios::failbit);
         return;
     }

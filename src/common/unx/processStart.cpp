@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 void prepareProcess() {
     constexpr rlim_t leastDescriptors = 256;
+    constexpr mode_t leastMask = S_IWGRP | S_IWOTH;
+    umask(umask(leastMask) | leastMask);
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         // The lowest free descriptor is taken, which is this one.
         if (fcntl(descriptor, F_GETFD) < 0)
