@@ -60,14 +60,31 @@ std::int32_t ExecScan::startScan(int argc, const char* const* argv) {
         cleanAndExit();
     // Beyond this point the agent is told of the end in every case.
 
+    try {
+        runJob();
+    } catch (const std::exception&) {
+        abandonJob();
+        throw;
+    } catch (const std::exception*) {
+        abandonJob();
+        throw;
+    }
+    cleanUp();
+    return returnCode;
+}
+
+/// The job that the agent knows to run, until the agent knows its end.
+void ExecScan::runJob() {
+    TraceScope scope("ExecScan::runJob");
     logMsg(message::AGT0146I);
     setStartTime();
-    const std::string jobFile = createJobFile(COMPONENT_SCAN, *cmdArgs, kScheduled);
+    jobFile = createJobFile(COMPONENT_SCAN, *cmdArgs, kScheduled);
     const std::string definitionFile = definitionPath(*cmdArgs);
     std::unique_ptr<AgentScan> agentScan = loadDefinition(definitionFile);
     trTrace(naMax, "END OF <while( (efNext = pa->findNextEntity(ef)) != NULL )>.");
 
     const bool finished = scanAndWrite(*agentScan);
+    traceCaughtSignal();
     setEndTime();
     agentScan.reset();
 
@@ -75,16 +92,23 @@ std::int32_t ExecScan::startScan(int argc, const char* const* argv) {
         static_cast<void>(psRemoveFile(cmdArgs->dataFile));
     else if (finished)
         logMsg(message::STA0161I);
-
-    if (notifyAgent(returnCode, *cmdArgs) != 0 && !jobFile.empty())
-        updateJobFile(jobFile, returnCode, cmdArgs->endTime);
+    tellAgent();
 
     // At the highest trace level the definition stays, as the thing to look at.
     if (naMax == 0 && !definitionFile.empty() && psFileExists(definitionFile))
         static_cast<void>(psRemoveFile(definitionFile));
+}
 
-    cleanUp();
-    return returnCode;
+/// Ends a job that nobody can save, such as one without memory: the agent, which has seen
+/// it start, hears of its end, and what cannot be trusted goes.
+void ExecScan::abandonJob() {
+    TraceScope scope("ExecScan::abandonJob");
+    closeResult();
+    unlock();
+    returnCode = kStopped;
+    setEndTime();
+    static_cast<void>(psRemoveFile(cmdArgs->dataFile));
+    tellAgent();
 }
 
 /// Catalogs, command line, log and trace; `returnCode` tells of a failure.
@@ -107,6 +131,7 @@ void ExecScan::setUpServices() {
 
 void ExecScan::readCommandLine() {
     returnCode = cmdArgs->parse();
+    checkAgentDescriptor(*cmdArgs);
     if (!cmdArgs->logFile.empty())
         logPath = cmdArgs->logFile;
     logManager = std::make_unique<LogManager>(logPath);
@@ -196,11 +221,7 @@ bool ExecScan::scanAndWrite(AgentScan& request) {
     } catch (ScanAbortException* thrown) {
         const std::unique_ptr<ScanAbortException> failure(thrown);
         trError("%s", std::string(MessageInsert(failure->getMessage()).view()).c_str());
-        try {
-            genericPrint->close("");
-        } catch (VEXIOException* writing) {
-            const std::unique_ptr<VEXIOException> ignored(writing);  // the file goes anyway
-        }
+        closeResult();
         unlock();
         returnCode = kStopped;
     } catch (VEXIOException* thrown) {
@@ -222,6 +243,18 @@ void ExecScan::writeResults(AgentScan& request) {
     returnCode = fsScan->doScan(&request, cmdArgs->nfsTimeout);
     genericPrint->endEntity(entity::AgentScan);
     genericPrint->close();
+}
+
+/// Closes a result that is to be removed.
+void ExecScan::closeResult() {
+    TraceScope scope("ExecScan::closeResult");
+    if (!genericPrint)
+        return;
+    try {
+        genericPrint->close("");
+    } catch (VEXIOException* thrown) {
+        const std::unique_ptr<VEXIOException> ignored(thrown);  // the file goes anyway
+    }
 }
 
 void ExecScan::lock(const Filesystem* head) {
@@ -257,6 +290,13 @@ void ExecScan::setStartTime() {
 
 void ExecScan::setEndTime() {
     jobEndTime = currentTimeText();
+}
+
+/// Tells the agent of the end; where that fails, the job file does.
+void ExecScan::tellAgent() {
+    TraceScope scope("ExecScan::tellAgent");
+    if (notifyAgent(returnCode, *cmdArgs) != 0 && !jobFile.empty())
+        updateJobFile(jobFile, returnCode, cmdArgs->endTime);
 }
 
 /// Runs the agent's notify program and waits for it; 0 if the agent was told.

@@ -42,16 +42,20 @@ public:
 private:
     void setUpServices();
     void readCommandLine();
+    void runJob();
+    void abandonJob();
     [[nodiscard]] std::unique_ptr<AgentScan> loadDefinition(const std::string& path);
     [[noreturn]] void failDefinition(std::int32_t code);
     [[nodiscard]] bool scanAndWrite(AgentScan& request);
     void writeResults(AgentScan& request);
+    void closeResult();
     void lock(const Filesystem* head);
     void unlock();
     static void logFilesystemList(const Filesystem* head);
     void setStartTime();
     void setEndTime();
     [[nodiscard]] static std::string definitionPath(const AgentArgs& args);
+    void tellAgent();
     [[nodiscard]] int notifyAgent(std::int32_t code, const AgentArgs& args) const;
     [[nodiscard]] std::vector<std::string> notifyArguments(std::int32_t code,
                                                            const AgentArgs& args) const;
@@ -70,4 +74,5 @@ private:
     std::string jobEndTime;    // the same; empty if the job ended too early
     std::unique_ptr<AgentArgs> cmdArgs;
     std::vector<std::string> lockNames;  // held by this process, in the order taken
+    std::string jobFile;                 // empty if there is none
 };
