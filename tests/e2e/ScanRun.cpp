@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <regex>
 #include <sstream>
 #include <sys/wait.h>
 #include <system_error>
@@ -45,6 +46,9 @@ ScanRun::ScanRun() {
     std::filesystem::copy_file(SCAN_BINARY, tree.path("bin/scan"));
     std::filesystem::copy(SCAN_NLS_DIR, tree.path("nls"),
                           std::filesystem::copy_options::recursive);
+    tree.write("bin/Agent",
+               "#!/bin/sh\ncd \"${0%/bin/*}\"; echo \"$*\" >told; exit $(cat answer)");
+    tree.chmod("bin/Agent", 0755);
 }
 
 void ScanRun::define(const std::string& text) const {
@@ -60,6 +64,9 @@ void ScanRun::start(const std::vector<std::string>& more) {
 }
 
 void ScanRun::startPlain(const std::vector<std::string>& arguments) {
+    for (const char* const left : {"told", kJobFile, kResources})
+        unlink(tree.path(left).c_str());
+    tree.write("answer", std::to_string(agentAnswer));
     std::array<int, 2> out{};
     std::array<int, 2> agent{};
     if (pipe(out.data()) != 0 || pipe(agent.data()) != 0)
@@ -100,6 +107,16 @@ std::string ScanRun::logged() const {
             result += (result.empty() ? "" : " ") + line.substr(kStampLength, 8);
     }
     return result;
+}
+
+std::string ScanRun::neighbours() const {
+    static const std::regex kFacts(
+        R"(Resource=\w+|-exitCode \d+|exitCode=\d+|-jobendtimestamp(?= \s))");
+    const std::string text = tree.read(kResources) + tree.read("told") + tree.read(kJobFile);
+    std::string facts;
+    for (std::sregex_iterator fact(text.begin(), text.end(), kFacts), end; fact != end; ++fact)
+        facts += " " + fact->str();
+    return facts;
 }
 
 std::vector<ScanRun::Record> ScanRun::records(const std::string& entity) const {

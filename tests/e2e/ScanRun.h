@@ -44,11 +44,19 @@ public:
     /// A value of the first row of an entity; empty if there is none.
     [[nodiscard]] std::string value(const std::string& entity, const std::string& column) const;
 
+    /// What the job left with others, each with a blank before: "Resource=scan_1" for a lock,
+    /// "-exitCode 8" as the agent was told it, "-jobendtimestamp" if that had no time, and
+    /// "exitCode=8" as it stands in the job file.
+    [[nodiscard]] std::string neighbours() const;
+
+    static constexpr char kResources[] = "log/vex_scan_res";
+    static constexpr char kJobFile[] = "output/srv/job.0003_scan.00000005.jobinfo";
     static constexpr char kDefinition[] = "input/srv/job.0003_scan.00000005.dat";
     static constexpr char kResult[] = "output/srv/job.0003_scan.00000005.dat";
     static constexpr char kLog[] = "log/srv/job.0003_scan.00000005.log";
 
     TempTree tree;                            // the install tree
+    int agentAnswer = 1;                      // exit code of the agent's notify program
     std::function<void()> inChild;            // called in the process before it starts
     std::function<void(pid_t)> whileRunning;  // called once the process has started
     int exitCode = -1;   // of the process; 128 and a signal number if it was killed

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <ftw.h>
 #include <iterator>
+#include <random>
 #include <regex>
 #include <signal.h>
 #include <sstream>
@@ -256,6 +258,8 @@ TEST_F(ScanTest, NamesCannotForgeLinesOfTheLog) {
     EXPECT_EQ("AGT0146I STA0532I STA0025I STA0001E AGT0144I STA0161I", run.logged());
 }
 
+constexpr char kTrace[] = "log/srv/job.0003_scan.00000005.trace";
+
 /// The endings of a job: what it exits with and what it leaves behind.
 class ScanEndingTest : public ScanTest {
 protected:
@@ -265,11 +269,11 @@ protected:
             mount = std::make_unique<TestMount>(TestMount::tmpfs(mountPoint()));
     }
 
-    /// "code status" and what is left of "definition result log".
+    /// "code status", what is left of "definition result log", and the neighbours().
     [[nodiscard]] static std::string ending(const ScanRun& run) {
         return std::to_string(run.exitCode) + " " + run.status +
                (run.hasDefinition() ? " definition" : "") + (run.hasResult() ? " result" : "") +
-               (run.hasLog() ? " log" : "");
+               (run.hasLog() ? " log" : "") + run.neighbours();
     }
 
     void request(const std::string& more = {}) {
@@ -292,15 +296,15 @@ protected:
 TEST_F(ScanEndingTest, SuccessLeavesResultAndLog) {
     request();
     start();
-    EXPECT_EQ("0 1 result log", ending(run));
+    EXPECT_EQ("0 1 result log -exitCode 0 exitCode=0", ending(run));
     EXPECT_EQ("", run.output);
 }
 
 TEST_F(ScanEndingTest, TheHighestTraceLevelKeepsTheDefinition) {
     request();
     start({"-debug", "max"});
-    EXPECT_EQ("0 1 definition result log", ending(run));
-    const std::string trace = run.tree.read("log/srv/job.0003_scan.00000005.trace");
+    EXPECT_EQ("0 1 definition result log -exitCode 0 exitCode=0", ending(run));
+    const std::string trace = run.tree.read(kTrace);
     EXPECT_NE(std::string::npos, trace.find("): Enter: ExecScan::startScan\n"));
     EXPECT_TRUE(trace.ends_with("\nEND OF DATA - close\n\n"));
 }
@@ -308,28 +312,31 @@ TEST_F(ScanEndingTest, TheHighestTraceLevelKeepsTheDefinition) {
 TEST_F(ScanEndingTest, AClauseThatDoesNotCompileSkipsItsStatistic) {
     request("[CuStatDef]\n7,\"usr\",\"x\",4,\"Y\",\"61,84\"\n[/CuStatDef]\n");
     start();
-    EXPECT_EQ("4 1 result log", ending(run));
+    EXPECT_EQ("4 1 result log -exitCode 4 exitCode=4", ending(run));
     EXPECT_EQ(1U, run.records("CuStatDef").size());
 }
 
 TEST_F(ScanEndingTest, AnUnusableDefinitionStaysAndLeavesNoResult) {
     start();
-    EXPECT_EQ("13 1 log", ending(run));
+    EXPECT_EQ("13 1 log -exitCode 13 -jobendtimestamp", ending(run));
     EXPECT_EQ("AGT0146I STA0430E", run.logged());
 
     struct Bad {
         const char* text;
-        int exitCode;  // modulo 256
+        int exitCode;
     };
     for (const Bad& bad : {
-             Bad{"[Header]\n[AgentScan]\na\n[/Header]\n[AgentScan]\n1\n", 17       },
-             Bad{"[Header]\n[/Header]\n[AgentScan]\n1\n[/AgentScan]\n",   321 % 256},
+             Bad{"[Header]\n[AgentScan]\na\n[/Header]\n[AgentScan]\n1\n", 17 },
+             Bad{"[Header]\n[/Header]\n[AgentScan]\n1\n[/AgentScan]\n",   321},
              Bad{"[Header]\n[AgentScan]\nasJobName\n[/Header]\n[AgentScan]\n1,2\n"
-                 "[/AgentScan]\n",                       325 % 256}
+                 "[/AgentScan]\n",                       325}
     }) {
         run.define(bad.text);
         start();
-        EXPECT_EQ(std::to_string(bad.exitCode) + " 1 definition log", ending(run)) << bad.text;
+        EXPECT_EQ(std::to_string(bad.exitCode % 256) + " 1 definition log -exitCode " +
+                      std::to_string(bad.exitCode) + " -jobendtimestamp",
+                  ending(run))
+            << bad.text;
     }
 }
 
@@ -338,13 +345,13 @@ TEST_F(ScanEndingTest, NothingToScanRemovesTheResult) {
         {1, "/not/mounted"}
     }));
     start();
-    EXPECT_EQ("12 1 log", ending(run));
+    EXPECT_EQ("12 1 log -exitCode 12 exitCode=12", ending(run));
     EXPECT_EQ("AGT0146I STA0532I STA0103W STA0647E", run.logged());
 
     for (const char* const text : {"", "no header\n[AgentScan]\n[/AgentScan]\n"}) {
         run.define(text);
         start();
-        EXPECT_EQ("12 1 log", ending(run)) << text;
+        EXPECT_EQ("12 1 log -exitCode 12 exitCode=12", ending(run)) << text;
     }
 }
 
@@ -356,7 +363,7 @@ TEST_F(ScanEndingTest, AFileSystemThatIsLockedEndsTheJobAndAnOlderResult) {
     run.tree.mkdirp("output/srv");
     run.tree.write(ScanRun::kResult, "of an earlier run");
     start();
-    EXPECT_EQ("8 1 log", ending(run));
+    EXPECT_EQ("8 1 log Resource=scan_1 -exitCode 8 exitCode=8", ending(run));
     EXPECT_EQ("AGT0146I STA0531E", run.logged());
 }
 
@@ -364,7 +371,7 @@ TEST_F(ScanEndingTest, AResultThatCannotBeWrittenIsToldAndRemoved) {
     request();
     run.tree.write("output", "no directory");
     start();
-    EXPECT_EQ("9 1 log", ending(run));
+    EXPECT_EQ("9 1 log Resource=scan_1 -exitCode 9", ending(run)) << "and no job file";
 
     ASSERT_EQ(0, unlink(run.tree.path("output").c_str()));
     run.tree.mkdirp("output");
@@ -374,7 +381,7 @@ TEST_F(ScanEndingTest, AResultThatCannotBeWrittenIsToldAndRemoved) {
     request(statistics);
     ASSERT_EQ(0, ::mount("tmpfs", run.tree.path("output").c_str(), "tmpfs", 0, "size=4096"));
     start();
-    EXPECT_EQ("9 1 log", ending(run));
+    EXPECT_EQ("9 1 log Resource=scan_1 -exitCode 9 exitCode=9", ending(run));
     ASSERT_EQ(0, umount(run.tree.path("output").c_str()));
 }
 
@@ -384,13 +391,13 @@ TEST_F(ScanEndingTest, AResultThatIsALinkOrAFifoIsRefused) {
     run.tree.symlink(run.tree.path("victim"), ScanRun::kResult);
     request();
     start();
-    EXPECT_EQ("9 1 log", ending(run));
+    EXPECT_EQ("9 1 log Resource=scan_1 -exitCode 9 exitCode=9", ending(run));
     EXPECT_EQ("untouched", run.tree.read("victim"));
 
     run.tree.mkfifo(ScanRun::kResult);
     request();
     start();
-    EXPECT_EQ("9 1 log", ending(run));
+    EXPECT_EQ("9 1 log Resource=scan_1 -exitCode 9 exitCode=9", ending(run));
 }
 
 TEST_F(ScanEndingTest, WhatTheParentLeavesBehindDoesNoHarm) {
@@ -402,7 +409,7 @@ TEST_F(ScanEndingTest, WhatTheParentLeavesBehindDoesNoHarm) {
     run.inChild = [] { close(STDOUT_FILENO); };
     request();
     start();
-    EXPECT_EQ("0 1 result log", ending(run));
+    EXPECT_EQ("0 1 result log -exitCode 0 exitCode=0", ending(run));
     EXPECT_EQ(std::string::npos, run.result().find("KLM9999E"));
 
     run.inChild = [] {
@@ -411,7 +418,7 @@ TEST_F(ScanEndingTest, WhatTheParentLeavesBehindDoesNoHarm) {
     };
     request();
     start();
-    EXPECT_EQ("9 1 log", ending(run));
+    EXPECT_EQ("9 1 log Resource=scan_1 -exitCode 9 exitCode=9", ending(run));
 }
 
 TEST_F(ScanEndingTest, TheHostsLanguageIsThatOfTheMessages) {
@@ -425,7 +432,7 @@ TEST_F(ScanEndingTest, TheHostsLanguageIsThatOfTheMessages) {
     };
     request();
     start();
-    EXPECT_EQ("0 1 result log", ending(run));
+    EXPECT_EQ("0 1 result log -exitCode 0 exitCode=0", ending(run));
     EXPECT_NE(std::string::npos, run.log().find(" STA0161I Der Suchlauf ist beendet.\n"));
 
     // Where no log can be, the failure is told on standard output; the job goes on.
@@ -433,29 +440,87 @@ TEST_F(ScanEndingTest, TheHostsLanguageIsThatOfTheMessages) {
     run.tree.write("log/srv", "in the way");
     request();
     start();
-    EXPECT_EQ("0 1 result", ending(run));
+    EXPECT_EQ("0 1 result -exitCode 0 exitCode=0", ending(run));
     const std::string reordered = ": Die Protokolldatei " + run.tree.path(ScanRun::kLog) +
                                   " konnte nicht geöffnet werden.\n";
     EXPECT_TRUE(run.output.starts_with("KLM0264E Grund ")) << run.output;
     EXPECT_NE(std::string::npos, run.output.find(reordered)) << run.output;
 }
 
-TEST_F(ScanEndingTest, AStopEndsTheWalkWithoutAResult) {
-    for (int i = 0; i < 40; ++i) {
-        const std::string directory = "m/d" + std::to_string(i);
-        tree.mkdirp(directory);
-        for (int j = 0; j < 1000; ++j)
-            tree.mkdirp(directory + "/" + std::to_string(j));
-    }
-    request();
-    run.whileRunning = [this](pid_t child) {
-        while (run.log().find("STA0025I") == std::string::npos && kill(child, 0) == 0)
-            std::this_thread::sleep_for(std::chrono::microseconds(200));
+TEST_F(ScanEndingTest, AStopAtAnyInstantIsHonoured) {
+    for (int i = 0; i < 6000; ++i)
+        tree.mkdirp("m/" + std::to_string(i % 6) + "/" + std::to_string(i));
+    const char* const count = std::getenv("STOPS");
+    const std::chrono::seconds most(count ? 1 : 20);  // tests beside this one take their time
+    std::mt19937 random(3);
+    std::chrono::steady_clock::time_point stopped;
+    run.inChild = [] {
+        sigset_t all;
+        sigfillset(&all);
+        sigprocmask(SIG_SETMASK, &all, nullptr);  // which must not make the job deaf
+    };
+    run.whileRunning = [&](pid_t child) {
+        while (!run.tree.exists(ScanRun::kJobFile))
+            usleep(100);
+        usleep(static_cast<unsigned>(random()) % 150000);
+        stopped = std::chrono::steady_clock::now();
         kill(child, SIGTERM);
     };
+    int stops = 0;
+    for (int left = count ? std::atoi(count) : 10; left > 0; --left) {
+        const bool traced = left % 2 == 0;
+        request();
+        start({"-debug", traced ? "MAX" : "MIN"});
+        EXPECT_LT(std::chrono::steady_clock::now() - stopped, most);
+        const std::string start = traced ? " 1 definition" : " 1";
+        if (run.exitCode == 0) {
+            EXPECT_EQ("0" + start + " result log -exitCode 0 exitCode=0", ending(run));
+            continue;
+        }
+        EXPECT_EQ("8" + start + " log -exitCode 8 exitCode=8", ending(run));
+        EXPECT_NE(std::string::npos, run.tree.read(kTrace).find("Caught signal 15"));
+        ++stops;
+    }
+    EXPECT_LT(0, stops);
+}
+
+TEST_F(ScanEndingTest, AJobThatBreaksIsToldAndLeavesNoResult) {
+    run.inChild = [] {
+        const struct rlimit memory { 80000000, 80000000 };
+        setrlimit(RLIMIT_AS, &memory);
+    };
+    run.startPlain({"-version"});
+    if (run.exitCode != 0)
+        GTEST_SKIP() << "a sanitizer takes more memory than the job may have here";
+    run.tree.mkdirp("output/srv");
+    run.tree.write(ScanRun::kResult, "of an earlier run");
+    run.define(requestFor({
+        {1, std::string(20000000, 'x')}
+    }));
     start();
-    EXPECT_EQ("8 1 log", ending(run));
-    EXPECT_EQ("AGT0146I STA0532I STA0025I", run.logged());
+    EXPECT_EQ("134 1 definition log -exitCode 8 exitCode=8", ending(run));
+}
+
+TEST_F(ScanEndingTest, AnAgentThatTakesTheNewsNeedsNoJobFile) {
+    run.agentAnswer = 0;
+    run.inChild = [] {
+        umask(0);
+        signal(SIGCHLD, SIG_IGN);  // hides how the agent's program ends, unless undone
+    };
+    request();
+    start({"-serverip", "1.2.3.4", "-serverport", "9", "-debug", "min", "-maxlogsize", "2048"});
+    EXPECT_EQ("0 1 result log -exitCode 0", ending(run));
+    const std::regex told(
+        "-notify scan -installLoc \\S+ -serverName srv -serverIP 1.2.3.4 -serverPort 9 "
+        "-jobName job -jobRunNumber 5 -sidRunNumber 3 -debug MIN -maxLogSize 2048 -exitCode 0 "
+        "-jobstarttimestamp 1\\d{9} -jobendtimestamp 1\\d{9} "
+        "-debugfile /\\S+/log/srv/job.0003_scan.00000005.notify.trace\n");
+    EXPECT_TRUE(std::regex_match(run.tree.read("told"), told));
+    for (const char* const name : {ScanRun::kResult, ScanRun::kJobFile, ScanRun::kResources}) {
+        struct stat status {};
+        ASSERT_EQ(0, stat(run.tree.path(name).c_str(), &status)) << name;
+        EXPECT_EQ(0600, status.st_mode & 07777) << name;
+    }
 }
 
 TEST_F(ScanEndingTest, ABadCommandLineIsToldBeforeTheJobBegins) {
@@ -473,6 +538,10 @@ TEST_F(ScanEndingTest, ABadCommandLineIsToldBeforeTheJobBegins) {
     run.startPlain({"-version"});
     EXPECT_EQ("0  definition", ending(run));
     EXPECT_TRUE(run.output.starts_with("scan ")) << run.output;
+
+    run.tree.mkdirp(kTrace);
+    start({"-debug", "MIN"});
+    EXPECT_EQ("30 3 definition", ending(run));
 }
 
 TEST_F(ScanEndingTest, WithoutCatalogsOrPlaceTheJobDoesNotStart) {
