@@ -38,6 +38,18 @@ std::string writeNumber(const T& object) {
     return std::to_string(object.*field);
 }
 
+/// The numbers of an array as one cell, with a comma between each two.
+template <auto field, class T>
+std::string writeNumbers(const T& object) {
+    std::string cell;
+    for (const auto number : object.*field) {
+        if (!cell.empty())
+            cell += ',';
+        cell += std::to_string(number);
+    }
+    return cell;
+}
+
 template <auto field, class T>
 void readText(T& object, const std::string& value) {
     object.*field = value;
@@ -108,4 +120,10 @@ Row columnValues(const Column<T> (&columns)[n], const T& object) {
             values.push_back(column.write(object));
     }
     return values;
+}
+
+/// A row that begins with the cells of its base class.
+inline Row joinedRows(Row row, const Row& more) {
+    row.insert(row.end(), more.begin(), more.end());
+    return row;
 }

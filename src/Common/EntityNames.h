@@ -29,5 +29,7 @@ inline constexpr char STimeDist[] = "STimeDist";
 inline constexpr char SUGHist[] = "SUGHist";
 inline constexpr char SUserOrGroup[] = "SUserOrGroup";
 inline constexpr char UserOrGroup[] = "UserOrGroup";
+inline constexpr char UserOrGroupGroup[] = "UserOrGroupGroup";  // the group of an entry
+inline constexpr char UserOrGroupUser[] = "UserOrGroupUser";    // its owner
 
 }  // namespace entity

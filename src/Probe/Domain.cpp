@@ -1,6 +1,7 @@
 #include "Probe/Domain.h"
 
 #include "Common/EntityColumns.h"
+#include "Common/EntityNames.h"
 #include "Common/GenericPrint.h"
 #include "Probe/filerRows.h"
 #include "common/ut/TraceScope.h"
@@ -23,4 +24,11 @@ void Domain::initializeObject(const Row& header, const Table& rows) {
 void Domain::printHeader(GenericPrint& out) {
     TraceScope scope("Domain::printHeader");
     out.headerRow(columnNames(kColumns));
+}
+
+void Domain::printData(GenericPrint& out) const {
+    TraceScope scope("Domain::printData");
+    out.startEntity(entity::Domain);
+    out.row(columnValues(kColumns, *this));
+    out.endEntity(entity::Domain);
 }

@@ -15,4 +15,5 @@ struct Domain {
 
     void initializeObject(const Row& header, const Table& rows);
     static void printHeader(GenericPrint& out);
+    void printData(GenericPrint& out) const;
 };

@@ -14,6 +14,8 @@ class GenericPrint;
 /// Values of Filesystem::fsType that the job looks at.
 enum FilesystemType : std::int16_t {
     FS_UNKNOWN = -1,
+    FS_FAT = 0,
+    FS_FAT32 = 1,
     FS_FAKE = 16,    // a placeholder: the requester does not know the type
     FS_GRIDFS = 18,  // 18 and 19 are the same type
     FS_GRIDFS_2 = 19,

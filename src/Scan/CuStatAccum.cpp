@@ -7,10 +7,19 @@
 #include "Scan/CuStatDef.h"
 #include "Scan/CuStatResults.h"
 #include "Scan/FileAttributes.h"
+#include "Scan/LargeFileAccum.h"
+#include "Scan/LargestOrphansAccum.h"
+#include "Scan/OldFileAccum.h"
+#include "Scan/OldestOrphansAccum.h"
 #include "Scan/SummaryAccum.h"
+#include "Scan/VulnerableFileAccum.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
+
+bool isWindows() {
+    return CommonAgentFactory::getCommonAgent()->isWindows;
+}
 
 /// The accumulators of a list, for a loop.
 Accumulator* asAccumulator(ListElement* member) {
@@ -25,6 +34,7 @@ CuStatAccum::~CuStatAccum() {
     releaseAccumulators();
 }
 
+// The accumulators hear of an entry in the reverse of the order in which they are added.
 void CuStatAccum::buildAccum(CuStatDef* statistic, Filesystem* filesystem) {
     TraceScope scope("CuStatAccum::buildAccum");
     releaseInodeTableMap();
@@ -36,11 +46,28 @@ void CuStatAccum::buildAccum(CuStatDef* statistic, Filesystem* filesystem) {
     results = newResults.get();
     results->srID = statistic->sdID;
     level = -1;
+    addRankings(*statistic, *filesystem);
     if (statistic->sdSummary)
         addSummary(*statistic, *filesystem, now);
     // Creation times are known on Windows only.
-    if (!CommonAgentFactory::getCommonAgent()->isWindows)
+    if (!isWindows())
         statistic->sdGroupByCreation = false;
+}
+
+void CuStatAccum::addRankings(const CuStatDef& statistic, const Filesystem& filesystem) {
+    TraceScope scope("CuStatAccum::addRankings");
+    if (statistic.sdLargestDirectories > 0)
+        largeDirs = std::make_unique<LargeDirAccum>(statistic.sdLargestDirectories, filesystem);
+    if (statistic.sdLargestFiles > 0)
+        pushFront(std::make_unique<LargeFileAccum>(statistic.sdLargestFiles));
+    if (statistic.sdLeastAccessed > 0)
+        pushFront(std::make_unique<OldFileAccum>(statistic.sdLeastAccessed));
+    if (statistic.sdOldestNotBackedUp > 0)
+        pushFront(std::make_unique<VulnerableFileAccum>(statistic.sdOldestNotBackedUp));
+    if (statistic.sdLargestOrphans > 0)
+        pushFront(std::make_unique<LargestOrphansAccum>(statistic.sdLargestOrphans));
+    if (statistic.sdOldestOrphans > 0)
+        pushFront(std::make_unique<OldestOrphansAccum>(statistic.sdOldestOrphans));
 }
 
 void CuStatAccum::addSummary(const CuStatDef& statistic, const Filesystem& filesystem,
@@ -64,6 +91,9 @@ std::unique_ptr<CuStatResults> CuStatAccum::takeResults() {
 
 void CuStatAccum::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
     TraceScope scope("CuStatAccum::actUpon");
+    // A directory counts every link.
+    if (largeDirs)
+        largeDirs->accumulate(pScanner, pInfo);
     // Meant: the first link of an inode never counts and each later one does. A file of two
     // links counts at its second link; one whose other links lie elsewhere never.
     if (pInfo->faLinkCount > 1 && inodeTable.insert(pInfo->faInodeNumber).second)
@@ -72,16 +102,22 @@ void CuStatAccum::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
         asAccumulator(member)->accumulate(pScanner, pInfo);
 }
 
-void CuStatAccum::directoryEntered(FileAttributes* /*pDirInfo*/) {
+void CuStatAccum::directoryEntered(FileAttributes* pDirInfo) {
     TraceScope scope("CuStatAccum::directoryEntered");
+    if (largeDirs)
+        largeDirs->newDirectory(pDirInfo);
     level += 1;
 }
 
 void CuStatAccum::directoryLeft() {
     TraceScope scope("CuStatAccum::directoryLeft");
+    if (largeDirs)
+        largeDirs->endDirectory();
     level -= 1;
     if (level >= 0)
         return;
+    if (largeDirs)
+        largeDirs->finish(results);
     for (ListElement* member = accumulators; member; member = member->nextElement)
         asAccumulator(member)->finish(results);
 }
@@ -96,6 +132,7 @@ void CuStatAccum::releaseAccumulators() {
     TraceScope scope("CuStatAccum::releaseAccumulators");
     deleteList(accumulators);
     accumulators = nullptr;
+    largeDirs.reset();
 }
 
 void CuStatAccum::releaseInodeTableMap() {

@@ -6,6 +6,7 @@
 
 #include "Scan/Accumulator.h"
 #include "Scan/FileAction.h"
+#include "Scan/LargeDirAccum.h"
 
 class CuStatDef;
 class CuStatResults;
@@ -37,6 +38,7 @@ public:
     void directoryLeft() override;
 
 private:
+    void addRankings(const CuStatDef& statistic, const Filesystem& filesystem);
     void addSummary(const CuStatDef& statistic, const Filesystem& filesystem, std::int64_t now);
     void pushFront(std::unique_ptr<Accumulator> accumulator);
     void releaseAccumulators();
@@ -47,4 +49,5 @@ private:
     ListElement* accumulators = nullptr;        // owned, newest first
     CuStatResults* results = nullptr;           // not owned once taken
     std::unique_ptr<CuStatResults> newResults;  // until taken
+    std::unique_ptr<LargeDirAccum> largeDirs;   // apart, for it hears of directories; or null
 };

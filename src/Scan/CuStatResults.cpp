@@ -11,6 +11,12 @@ constexpr Column<CuStatResults> kColumns[] = {
     {"srID", nullptr, writeNumber<&CuStatResults::srID>},
 };
 
+template <class Record>
+void printIfThere(const std::unique_ptr<Record>& record, GenericPrint& out) {
+    if (record)
+        record->printData(out);
+}
+
 }  // namespace
 
 void CuStatResults::printHeader(GenericPrint& out) {
@@ -22,7 +28,10 @@ void CuStatResults::printData(GenericPrint& out) const {
     TraceScope scope("CuStatResults::printData");
     out.startEntity(entity::CuStatResults);
     out.row(columnValues(kColumns, *this));
-    if (srSummary)
-        srSummary->printData(out);
+    srLargestDirectories.printData(out);
+    for (const SFileList* const list : {&srLargestFiles, &srLeastAccessed, &srOldestNotBackedUp,
+                                        &srLargestOrphans, &srOldestOrphans})
+        list->printData(out);
+    printIfThere(srSummary, out);
     out.endEntity(entity::CuStatResults);
 }

@@ -4,11 +4,18 @@
 #include <memory>
 
 #include "Common/Object.h"
+#include "Scan/SDirectory.h"
+#include "Scan/SFile.h"
 #include "Scan/SSummary.h"
 
 class GenericPrint;
 
-/// What one statistic found in one place. Filled during the walk and when it ends.
+/// What one statistic found in one place. Records of which there is one stand here from
+/// the start and fill during the walk; lists arrive when it ends. What the statistic does
+/// not ask for, or never found, is empty.
+///
+/// Owners, groups and file types that the records refer to are valid during the scan only;
+/// deleting the results does not look at them.
 class CuStatResults : public Object {
 public:
     CuStatResults() noexcept : Object("CuStatResults") {}
@@ -20,5 +27,11 @@ public:
 
     CuStatResults* nextResults = nullptr;  // owned by the list's holder
     std::int32_t srID = 0;                 // of the statistic
-    std::unique_ptr<SSummary> srSummary;   // may be null
+    SDirectoryList srLargestDirectories;
+    SFileList srLargestFiles;
+    SFileList srLeastAccessed;
+    SFileList srOldestNotBackedUp;
+    SFileList srLargestOrphans;
+    SFileList srOldestOrphans;
+    std::unique_ptr<SSummary> srSummary;
 };

@@ -3,8 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "Common/Object.h"
+#include "Common/EntityToObjectMapper.h"
 
+class GenericPrint;
 class UserOrGroup;
 
 /// What an entry is.
@@ -27,6 +28,7 @@ enum FileFlag : std::uint32_t {
     FA_EXECUTABLE = 0x80000,  // a regular file with any execute bit
     FA_BLOCK_DEVICE = 0x40000,
     FA_ORPHAN = 0x20000,  // the host does not know the owner's number
+    FA_ARCHIVE = 0x20,    // changed since it was backed up; no file of this platform has it
 };
 
 /// The entry at hand, as all statistics see it. The walker owns one and uses it again for
@@ -34,6 +36,16 @@ enum FileFlag : std::uint32_t {
 class FileAttributes : public Object {
 public:
     FileAttributes() noexcept : Object("FileAttributes") {}
+
+    /// True for what rankings and file counts hold: regular files and symbolic links.
+    [[nodiscard]] bool isFileOrLink() const { return faType == FA_FILE || faType == FA_LINK; }
+
+    /// The ten columns that the records of files and directories begin with.
+    [[nodiscard]] static Row columnNames();
+    [[nodiscard]] Row columnValues() const;
+
+    /// Writes owner and group, each as an entity; what is not known is left out.
+    void printIdentities(GenericPrint& out) const;
 
     std::int64_t faCreated = 0;      // milliseconds since the epoch; stays 0 on this platform
     std::int64_t faModified = 0;     // milliseconds since the epoch
@@ -47,4 +59,10 @@ public:
     const UserOrGroup* faGroup = nullptr;  // not owned; valid during the scan
     std::int32_t faLinkCount = 0;          // 1 for a directory
     std::int64_t faInodeNumber = 0;
+
+protected:
+    explicit FileAttributes(const char* name) noexcept : Object(name) {}
+    FileAttributes(const char* name, const FileAttributes& values) : Object(name) {
+        *this = values;
+    }
 };

@@ -1,7 +1,6 @@
 #include "Scan/ResultHeader.h"
 
-#include <array>
-
+#include "Common/EntityColumns.h"
 #include "Common/EntityNames.h"
 #include "Common/GenericPrint.h"
 #include "Probe/Domain.h"
@@ -10,37 +9,15 @@
 #include "Scan/CuStatDef.h"
 #include "Scan/CuStatResults.h"
 #include "Scan/MonDirSpec.h"
-#include "Scan/SSummary.h"
+#include "Scan/SFileCandidate.h"
 #include "Scan/UserOrGroup.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
 
-// The columns of an entry's attributes, which several types begin with, and more.
-Row fileColumnsAnd(const Row& more) {
-    Row columns = {"faType",   "faName",   "faCreated",    "faModified",  "faAccessed",
-                   "faBlocks", "faLength", "faAttributes", "faLinkCount", "faInodeNumber"};
-    columns.insert(columns.end(), more.begin(), more.end());
-    return columns;
-}
-
-void printSDirectory(GenericPrint& out) {
-    out.headerRow(fileColumnsAnd({"dirFilesystemID", "dirStatisticID", "dirFileCount",
-                                  "dirDirectoryCount", "dirTotalSize", "dirLargestSize",
-                                  "dir2ndLargestSize", "dirSizes", "dirCounts"}));
-}
-
-void printSFile(GenericPrint& out) {
-    out.headerRow(fileColumnsAnd({"sfFilesystemID", "sfStatisticID", "sfStatType"}));
-}
-
-void printSFileCandidate(GenericPrint& out) {
-    out.headerRow(
-        fileColumnsAnd({"sfFilesystemID", "sfStatisticID", "sfStatType", "sfHSMScore"}));
-}
-
 void printSMonDir(GenericPrint& out) {
-    out.headerRow(fileColumnsAnd(
+    out.headerRow(joinedRows(
+        FileAttributes::columnNames(),
         {"smFilesystemID", "smDirectoryID", "smNewDirectory", "smScanTime", "smRemovedTime"}));
 }
 
@@ -50,15 +27,6 @@ void printFileType(GenericPrint& out) {
 
 void printFileTypeSummary(GenericPrint& out) {
     out.headerRow({"profileID", "filesystemID", "fileCount", "spaceUsed"});
-}
-
-void printSSizeDist(GenericPrint& out) {
-    out.headerRow({"szdFilesystemID", "szdStatisticID", "szdSizes", "szdCounts"});
-}
-
-void printSTimeDist(GenericPrint& out) {
-    out.headerRow({"tdFilesystemID", "tdStatisticID", "tdType", "tdScanTime", "tdAverageAge",
-                   "tdAccumCount", "tdHistType", "tdSizes", "tdCounts"});
 }
 
 void printSUGHist(GenericPrint& out) {
@@ -78,32 +46,41 @@ void printFileScoreRule(GenericPrint& out) {
     out.headerRow({"cType", "cOperator", "cRule", "cScore"});
 }
 
+void printSSizeDist(GenericPrint& out) {
+    out.headerRow({"szdFilesystemID", "szdStatisticID", "szdSizes", "szdCounts"});
+}
+
+void printSTimeDist(GenericPrint& out) {
+    out.headerRow({"tdFilesystemID", "tdStatisticID", "tdType", "tdScanTime", "tdAverageAge",
+                   "tdAccumCount", "tdHistType", "tdSizes", "tdCounts"});
+}
+
 struct HeaderEntry {
     const char* type;
     void (*printHeader)(GenericPrint& out);  // null for a type without columns
 };
 
 constexpr HeaderEntry kEntriesBehindAgentScan[] = {
-    {entity::CuStatDef,       CuStatDef::printHeader    },
-    {entity::CuStatResults,   CuStatResults::printHeader},
-    {entity::Filesystem,      Filesystem::printHeader   },
-    {entity::FileType,        printFileType             },
-    {entity::FileTypeSummary, printFileTypeSummary      },
-    {entity::MonDirSpec,      MonDirSpec::printHeader   },
-    {entity::ResultsByFS,     nullptr                   },
-    {entity::SDirectory,      printSDirectory           },
-    {entity::SFile,           printSFile                },
-    {entity::SMonDir,         printSMonDir              },
-    {entity::SSizeDist,       printSSizeDist            },
-    {entity::SSummary,        SSummary::printHeader     },
-    {entity::STimeDist,       printSTimeDist            },
-    {entity::SUGHist,         printSUGHist              },
-    {entity::SUserOrGroup,    printSUserOrGroup         },
-    {entity::FileScoreRule,   printFileScoreRule        },
-    {entity::SFileCandidate,  printSFileCandidate       },
-    {entity::UserOrGroup,     UserOrGroup::printHeader  },
-    {entity::Domain,          Domain::printHeader       },
-    {entity::LdapTree,        LdapTree::printHeader     },
+    {entity::CuStatDef,       CuStatDef::printHeader     },
+    {entity::CuStatResults,   CuStatResults::printHeader },
+    {entity::Filesystem,      Filesystem::printHeader    },
+    {entity::FileType,        printFileType              },
+    {entity::FileTypeSummary, printFileTypeSummary       },
+    {entity::MonDirSpec,      MonDirSpec::printHeader    },
+    {entity::ResultsByFS,     nullptr                    },
+    {entity::SDirectory,      SDirectory::printHeader    },
+    {entity::SFile,           SFile::printHeader         },
+    {entity::SMonDir,         printSMonDir               },
+    {entity::SSizeDist,       printSSizeDist             },
+    {entity::SSummary,        SSummary::printHeader      },
+    {entity::STimeDist,       printSTimeDist             },
+    {entity::SUGHist,         printSUGHist               },
+    {entity::SUserOrGroup,    printSUserOrGroup          },
+    {entity::FileScoreRule,   printFileScoreRule         },
+    {entity::SFileCandidate,  SFileCandidate::printHeader},
+    {entity::UserOrGroup,     UserOrGroup::printHeader   },
+    {entity::Domain,          Domain::printHeader        },
+    {entity::LdapTree,        LdapTree::printHeader      },
 };
 
 }  // namespace

@@ -42,6 +42,15 @@ void UserOrGroup::printHeader(GenericPrint& out) {
     out.headerRow(columnNames(kColumns));
 }
 
+void UserOrGroup::printData(GenericPrint& out, const char* entityName) const {
+    TraceScope scope("UserOrGroup::printData");
+    out.startEntity(entityName);
+    out.row(columnValues(kColumns, *this));
+    if (domain)
+        domain->printData(out);
+    out.endEntity(entityName);
+}
+
 std::string UserOrGroup::fullyQualifiedName() const {
     TraceScope scope("UserOrGroup::fullyQualifiedName");
     if (!domain || domain->domName.empty()) {

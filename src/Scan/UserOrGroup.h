@@ -19,6 +19,9 @@ public:
 
     static void printHeader(GenericPrint& out);
 
+    /// Writes the entity under `entityName`, which tells an owner from a group.
+    void printData(GenericPrint& out, const char* entityName) const;
+
     /// `ugName` "@" the domain's name; `ugName` alone without one.
     [[nodiscard]] std::string fullyQualifiedName() const;
 
