@@ -4,13 +4,18 @@
 #include "Common/ComputerID.h"
 #include "Common/unix/psnautil.h"
 #include "Probe/Filesystem.h"
+#include "Scan/AccessedDistAccum.h"
+#include "Scan/BackupDistAccum.h"
+#include "Scan/CreatedDistAccum.h"
 #include "Scan/CuStatDef.h"
 #include "Scan/CuStatResults.h"
 #include "Scan/FileAttributes.h"
 #include "Scan/LargeFileAccum.h"
 #include "Scan/LargestOrphansAccum.h"
+#include "Scan/ModifiedDistAccum.h"
 #include "Scan/OldFileAccum.h"
 #include "Scan/OldestOrphansAccum.h"
+#include "Scan/SizeDistAccum.h"
 #include "Scan/SummaryAccum.h"
 #include "Scan/VulnerableFileAccum.h"
 #include "common/ut/TraceScope.h"
@@ -49,9 +54,9 @@ void CuStatAccum::buildAccum(CuStatDef* statistic, Filesystem* filesystem) {
     addRankings(*statistic, *filesystem);
     if (statistic->sdSummary)
         addSummary(*statistic, *filesystem, now);
-    // Creation times are known on Windows only.
-    if (!isWindows())
-        statistic->sdGroupByCreation = false;
+    if (statistic->sdSizeDistribution)
+        addSizeDist(*statistic, *filesystem);
+    addTimeDists(*statistic, *filesystem, now);
 }
 
 void CuStatAccum::addRankings(const CuStatDef& statistic, const Filesystem& filesystem) {
@@ -82,6 +87,40 @@ void CuStatAccum::addSummary(const CuStatDef& statistic, const Filesystem& files
     summary->sumUsedSpace = filesystem.fsUsedSpace;
     summary->sumScanTime = now;
     pushFront(std::make_unique<SummaryAccum>(summary));
+}
+
+void CuStatAccum::addSizeDist(const CuStatDef& statistic, const Filesystem& filesystem) {
+    TraceScope scope("CuStatAccum::addSizeDist");
+    results->srSizeDist = std::make_unique<SSizeDist>();
+    results->srSizeDist->szdFilesystemID = filesystem.fsID;
+    results->srSizeDist->szdStatisticID = statistic.sdID;
+    pushFront(std::make_unique<SizeDistAccum>(results->srSizeDist.get()));
+}
+
+void CuStatAccum::addTimeDists(CuStatDef& statistic, const Filesystem& filesystem,
+                               std::int64_t now) {
+    TraceScope scope("CuStatAccum::addTimeDists");
+    const auto newRecord = [&](std::unique_ptr<STimeDist>& record, TimeType type) {
+        record = std::make_unique<STimeDist>();
+        record->tdFilesystemID = filesystem.fsID;
+        record->tdStatisticID = statistic.sdID;
+        record->tdType = type;
+        record->tdScanTime = now;
+        return record.get();
+    };
+    if (!isWindows())
+        statistic.sdGroupByCreation = false;  // the platform does not tell it
+    if (statistic.sdGroupByAccess)
+        pushFront(
+            std::make_unique<AccessedDistAccum>(newRecord(results->srAccessed, TD_ACCESSED)));
+    if (statistic.sdGroupByMod)
+        pushFront(
+            std::make_unique<ModifiedDistAccum>(newRecord(results->srModified, TD_MODIFIED)));
+    if (statistic.sdGroupByCreation)
+        pushFront(
+            std::make_unique<CreatedDistAccum>(newRecord(results->srCreated, TD_CREATED)));
+    if (statistic.sdGroupByBackup)
+        pushFront(std::make_unique<BackupDistAccum>(newRecord(results->srBackup, TD_BACKUP)));
 }
 
 std::unique_ptr<CuStatResults> CuStatAccum::takeResults() {

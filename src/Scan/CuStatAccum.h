@@ -40,6 +40,8 @@ public:
 private:
     void addRankings(const CuStatDef& statistic, const Filesystem& filesystem);
     void addSummary(const CuStatDef& statistic, const Filesystem& filesystem, std::int64_t now);
+    void addSizeDist(const CuStatDef& statistic, const Filesystem& filesystem);
+    void addTimeDists(CuStatDef& statistic, const Filesystem& filesystem, std::int64_t now);
     void pushFront(std::unique_ptr<Accumulator> accumulator);
     void releaseAccumulators();
     void releaseInodeTableMap();

@@ -33,5 +33,8 @@ void CuStatResults::printData(GenericPrint& out) const {
                                         &srLargestOrphans, &srOldestOrphans})
         list->printData(out);
     printIfThere(srSummary, out);
+    printIfThere(srSizeDist, out);
+    for (const auto* const dist : {&srAccessed, &srModified, &srCreated, &srBackup})
+        printIfThere(*dist, out);
     out.endEntity(entity::CuStatResults);
 }

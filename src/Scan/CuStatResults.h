@@ -6,7 +6,9 @@
 #include "Common/Object.h"
 #include "Scan/SDirectory.h"
 #include "Scan/SFile.h"
+#include "Scan/SSizeDist.h"
 #include "Scan/SSummary.h"
+#include "Scan/STimeDist.h"
 
 class GenericPrint;
 
@@ -34,4 +36,9 @@ public:
     SFileList srLargestOrphans;
     SFileList srOldestOrphans;
     std::unique_ptr<SSummary> srSummary;
+    std::unique_ptr<SSizeDist> srSizeDist;
+    std::unique_ptr<STimeDist> srAccessed;
+    std::unique_ptr<STimeDist> srModified;
+    std::unique_ptr<STimeDist> srCreated;
+    std::unique_ptr<STimeDist> srBackup;
 };

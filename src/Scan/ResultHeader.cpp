@@ -46,15 +46,6 @@ void printFileScoreRule(GenericPrint& out) {
     out.headerRow({"cType", "cOperator", "cRule", "cScore"});
 }
 
-void printSSizeDist(GenericPrint& out) {
-    out.headerRow({"szdFilesystemID", "szdStatisticID", "szdSizes", "szdCounts"});
-}
-
-void printSTimeDist(GenericPrint& out) {
-    out.headerRow({"tdFilesystemID", "tdStatisticID", "tdType", "tdScanTime", "tdAverageAge",
-                   "tdAccumCount", "tdHistType", "tdSizes", "tdCounts"});
-}
-
 struct HeaderEntry {
     const char* type;
     void (*printHeader)(GenericPrint& out);  // null for a type without columns
@@ -71,9 +62,9 @@ constexpr HeaderEntry kEntriesBehindAgentScan[] = {
     {entity::SDirectory,      SDirectory::printHeader    },
     {entity::SFile,           SFile::printHeader         },
     {entity::SMonDir,         printSMonDir               },
-    {entity::SSizeDist,       printSSizeDist             },
+    {entity::SSizeDist,       SSizeDist::printHeader     },
     {entity::SSummary,        SSummary::printHeader      },
-    {entity::STimeDist,       printSTimeDist             },
+    {entity::STimeDist,       STimeDist::printHeader     },
     {entity::SUGHist,         printSUGHist               },
     {entity::SUserOrGroup,    printSUserOrGroup          },
     {entity::FileScoreRule,   printFileScoreRule         },
