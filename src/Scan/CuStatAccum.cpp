@@ -10,6 +10,7 @@
 #include "Scan/CuStatDef.h"
 #include "Scan/CuStatResults.h"
 #include "Scan/FileAttributes.h"
+#include "Scan/FileTypeAccum.h"
 #include "Scan/LargeFileAccum.h"
 #include "Scan/LargestOrphansAccum.h"
 #include "Scan/ModifiedDistAccum.h"
@@ -17,6 +18,7 @@
 #include "Scan/OldestOrphansAccum.h"
 #include "Scan/SizeDistAccum.h"
 #include "Scan/SummaryAccum.h"
+#include "Scan/UserOrGroupAccum.h"
 #include "Scan/VulnerableFileAccum.h"
 #include "common/ut/TraceScope.h"
 
@@ -33,9 +35,15 @@ Accumulator* asAccumulator(ListElement* member) {
 
 }  // namespace
 
+CuStatAccum::CuStatAccum(std::shared_ptr<InodeTable> sharedInodes)
+    : FileAction("CuStatAccum"),
+      inodeTable(std::move(sharedInodes)),
+      statisticNumber(inodeTable->addStatistic()) {
+    TraceScope scope("CuStatAccum::CuStatAccum");
+}
+
 CuStatAccum::~CuStatAccum() {
     TraceScope scope("CuStatAccum::~CuStatAccum");
-    releaseInodeTableMap();
     releaseAccumulators();
 }
 
@@ -52,11 +60,13 @@ void CuStatAccum::buildAccum(CuStatDef* statistic, Filesystem* filesystem) {
     results->srID = statistic->sdID;
     level = -1;
     addRankings(*statistic, *filesystem);
+    addOwners(*statistic, *filesystem);
     if (statistic->sdSummary)
         addSummary(*statistic, *filesystem, now);
     if (statistic->sdSizeDistribution)
         addSizeDist(*statistic, *filesystem);
     addTimeDists(*statistic, *filesystem, now);
+    addFileTypes(*statistic);
 }
 
 void CuStatAccum::addRankings(const CuStatDef& statistic, const Filesystem& filesystem) {
@@ -73,6 +83,23 @@ void CuStatAccum::addRankings(const CuStatDef& statistic, const Filesystem& file
         pushFront(std::make_unique<LargestOrphansAccum>(statistic.sdLargestOrphans));
     if (statistic.sdOldestOrphans > 0)
         pushFront(std::make_unique<OldestOrphansAccum>(statistic.sdOldestOrphans));
+}
+
+void CuStatAccum::addOwners(const CuStatDef& statistic, const Filesystem& filesystem) {
+    TraceScope scope("CuStatAccum::addOwners");
+    if ((!statistic.sdGroupByOwner && !statistic.sdGroupByGroup) ||
+        !checkForFAT(statistic, filesystem))
+        return;
+    if (statistic.sdGroupByOwner)
+        pushFront(std::make_unique<UserOrGroupAccum>(UserOrGroupAccum::OWNERS, &filesystem));
+    if (statistic.sdGroupByGroup)
+        pushFront(std::make_unique<UserOrGroupAccum>(UserOrGroupAccum::GROUPS, &filesystem));
+}
+
+bool CuStatAccum::checkForFAT(const CuStatDef& /*statistic*/, const Filesystem& filesystem) {
+    TraceScope scope("CuStatAccum::checkForFAT");
+    const bool fat = filesystem.fsType == FS_FAT || filesystem.fsType == FS_FAT32;
+    return !(isWindows() && fat);
 }
 
 void CuStatAccum::addSummary(const CuStatDef& statistic, const Filesystem& filesystem,
@@ -123,6 +150,14 @@ void CuStatAccum::addTimeDists(CuStatDef& statistic, const Filesystem& filesyste
         pushFront(std::make_unique<BackupDistAccum>(newRecord(results->srBackup, TD_BACKUP)));
 }
 
+void CuStatAccum::addFileTypes(const CuStatDef& statistic) {
+    TraceScope scope("CuStatAccum::addFileTypes");
+    if (statistic.sdLargestFileTypes <= 0 || (statistic.sdWinOnlyFileType && !isWindows()))
+        return;
+    pushFront(std::make_unique<FileTypeAccum>(statistic.sdID, isWindows(),
+                                              statistic.sdLargestFileTypes));
+}
+
 std::unique_ptr<CuStatResults> CuStatAccum::takeResults() {
     TraceScope scope("CuStatAccum::takeResults");
     return std::move(newResults);
@@ -135,7 +170,7 @@ void CuStatAccum::actUpon(Scanner* pScanner, FileAttributes* pInfo) {
         largeDirs->accumulate(pScanner, pInfo);
     // Meant: the first link of an inode never counts and each later one does. A file of two
     // links counts at its second link; one whose other links lie elsewhere never.
-    if (pInfo->faLinkCount > 1 && inodeTable.insert(pInfo->faInodeNumber).second)
+    if (pInfo->faLinkCount > 1 && !inodeTable->meet(statisticNumber, pInfo->faInodeNumber))
         return;
     for (ListElement* member = accumulators; member; member = member->nextElement)
         asAccumulator(member)->accumulate(pScanner, pInfo);
@@ -176,5 +211,5 @@ void CuStatAccum::releaseAccumulators() {
 
 void CuStatAccum::releaseInodeTableMap() {
     TraceScope scope("CuStatAccum::releaseInodeTableMap");
-    inodeTable.clear();
+    inodeTable->forget(statisticNumber);
 }

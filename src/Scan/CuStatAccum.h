@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <set>
 
 #include "Scan/Accumulator.h"
 #include "Scan/FileAction.h"
+#include "Scan/InodeTable.h"
 #include "Scan/LargeDirAccum.h"
 
 class CuStatDef;
@@ -22,13 +22,20 @@ class Filesystem;
 /// The results fill during the walk and are complete when the root has been left.
 class CuStatAccum : public FileAction {
 public:
-    CuStatAccum() noexcept : FileAction("CuStatAccum") {}
+    /// Statistics that run together share the table of inodes that they have met.
+    explicit CuStatAccum(
+        std::shared_ptr<InodeTable> sharedInodes = std::make_shared<InodeTable>());
     ~CuStatAccum() override;
     CuStatAccum(const CuStatAccum&) = delete;
     CuStatAccum& operator=(const CuStatAccum&) = delete;
 
     /// Drops all accumulators and makes those that `statistic` asks for, with new results.
     void buildAccum(CuStatDef* statistic, Filesystem* filesystem);
+
+    /// True if entries have owners and groups that are worth a table: not so on the FAT
+    /// file systems of Windows.
+    [[nodiscard]] static bool checkForFAT(const CuStatDef& statistic,
+                                          const Filesystem& filesystem);
 
     /// Hands over the results, once; this object goes on filling them.
     [[nodiscard]] std::unique_ptr<CuStatResults> takeResults();
@@ -39,14 +46,17 @@ public:
 
 private:
     void addRankings(const CuStatDef& statistic, const Filesystem& filesystem);
+    void addOwners(const CuStatDef& statistic, const Filesystem& filesystem);
     void addSummary(const CuStatDef& statistic, const Filesystem& filesystem, std::int64_t now);
     void addSizeDist(const CuStatDef& statistic, const Filesystem& filesystem);
     void addTimeDists(CuStatDef& statistic, const Filesystem& filesystem, std::int64_t now);
+    void addFileTypes(const CuStatDef& statistic);
     void pushFront(std::unique_ptr<Accumulator> accumulator);
     void releaseAccumulators();
     void releaseInodeTableMap();
 
-    std::set<std::int64_t> inodeTable;          // inodes of several links, one of which was met
+    std::shared_ptr<InodeTable> inodeTable;     // inodes of several links that were met
+    const std::size_t statisticNumber;          // of this one in the table
     std::int32_t level = 0;                     // below the walk's root; -1 outside a walk
     ListElement* accumulators = nullptr;        // owned, newest first
     CuStatResults* results = nullptr;           // not owned once taken

@@ -32,8 +32,11 @@ void CuStatResults::printData(GenericPrint& out) const {
     for (const SFileList* const list : {&srLargestFiles, &srLeastAccessed, &srOldestNotBackedUp,
                                         &srLargestOrphans, &srOldestOrphans})
         list->printData(out);
+    srFileTypes.printData(out);
     printIfThere(srSummary, out);
     printIfThere(srSizeDist, out);
+    printIfThere(srOwners, out);
+    printIfThere(srGroups, out);
     for (const auto* const dist : {&srAccessed, &srModified, &srCreated, &srBackup})
         printIfThere(*dist, out);
     out.endEntity(entity::CuStatResults);

@@ -4,6 +4,8 @@
 #include <memory>
 
 #include "Common/Object.h"
+#include "Scan/FileTypeSummary.h"
+#include "Scan/OwnerTable.h"
 #include "Scan/SDirectory.h"
 #include "Scan/SFile.h"
 #include "Scan/SSizeDist.h"
@@ -35,8 +37,11 @@ public:
     SFileList srOldestNotBackedUp;
     SFileList srLargestOrphans;
     SFileList srOldestOrphans;
+    FileTypeSummaryList srFileTypes;
     std::unique_ptr<SSummary> srSummary;
     std::unique_ptr<SSizeDist> srSizeDist;
+    std::unique_ptr<OwnerTable> srOwners;
+    std::unique_ptr<OwnerTable> srGroups;
     std::unique_ptr<STimeDist> srAccessed;
     std::unique_ptr<STimeDist> srModified;
     std::unique_ptr<STimeDist> srCreated;

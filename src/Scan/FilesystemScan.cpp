@@ -403,6 +403,7 @@ void FilesystemScan::walkFilesystem(FSRef* fsRef) {
     auto scanner = std::make_unique<ScannerUnix>(filesystem, actions->actions, actions->filters,
                                                  userTable.get(), factory.get(),
                                                  fsRef->mountPath, nfsTimeout);
+    scanner->setFileTypeMap(&fileTypeMap);
     const std::int32_t walkCode = scanner->scan();
     const bool fsGood = walkCode <= kSkipped;
     runningCode = std::max(runningCode, std::min(walkCode, kSkipped));
@@ -423,12 +424,13 @@ void FilesystemScan::walkFilesystem(FSRef* fsRef) {
 std::unique_ptr<FilesystemScan::Actions> FilesystemScan::makeActions(const FSRef& fsRef) const {
     TraceScope scope("FilesystemScan::makeActions");
     auto actions = std::make_unique<Actions>();
+    const auto inodeTable = std::make_shared<InodeTable>();
     ListElement* member = fsRef.associations;
     for (std::int32_t i = 0; i < fsRef.monDirCount; ++i)
         member = member->nextElement;
     for (; member; member = member->nextElement) {
         const auto* const assoc = static_cast<Assoc*>(member);
-        auto accum = std::make_unique<CuStatAccum>();
+        auto accum = std::make_unique<CuStatAccum>(inodeTable);
         accum->buildAccum(assoc->tree->statistic, fsRef.filesystem);
         assoc->results->rfResults = accum->takeResults().release();
         actions->add(std::move(accum), assoc->tree->selectNode.get());

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Common/ListElement.h"
+#include "Scan/FileType.h"
 #include "Scan/Selection.h"
 
 class AgentScan;
@@ -174,6 +175,7 @@ private:
     std::vector<Filesystem*> fakeFilesystems;  // members not owned
     std::set<std::int32_t> lockedFilesystems;  // nothing locks here: see ExecScan::lock()
     Selection selectionCompiler;
+    FileTypeMap fileTypeMap;  // shared by all statistics of all walks
     std::unique_ptr<UberTable> uberTable;
     std::unique_ptr<UnixUserTable> userTable;
     std::unique_ptr<DirectoryReaderFactory> factory;

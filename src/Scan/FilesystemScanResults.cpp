@@ -124,6 +124,7 @@ void FilesystemScan::clearUp() {
     factory.reset();
     userTable.reset();
     uberTable.reset();
+    fileTypeMap.clear();
     // A placeholder's figures do not reach later stages.
     for (Filesystem* const filesystem : fakeFilesystems) {
         filesystem->fsType = FS_FAKE;

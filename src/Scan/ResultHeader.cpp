@@ -8,6 +8,7 @@
 #include "Probe/LdapTree.h"
 #include "Scan/CuStatDef.h"
 #include "Scan/CuStatResults.h"
+#include "Scan/FileScoreRule.h"
 #include "Scan/MonDirSpec.h"
 #include "Scan/SFileCandidate.h"
 #include "Scan/UserOrGroup.h"
@@ -21,57 +22,32 @@ void printSMonDir(GenericPrint& out) {
         {"smFilesystemID", "smDirectoryID", "smNewDirectory", "smScanTime", "smRemovedTime"}));
 }
 
-void printFileType(GenericPrint& out) {
-    out.headerRow({"fptID", "ftpFileExtension", "ftpDescription"});
-}
-
-void printFileTypeSummary(GenericPrint& out) {
-    out.headerRow({"profileID", "filesystemID", "fileCount", "spaceUsed"});
-}
-
-void printSUGHist(GenericPrint& out) {
-    out.headerRow({"sugFilesystemID", "sugStatisticID", "sugFileCount", "sugTotalSize",
-                   "sugTimestamp", "sugAccumCount", "sugType"});
-}
-
-// Meant: three columns stand twice; readers of the file expect them so.
-void printSUserOrGroup(GenericPrint& out) {
-    out.headerRow({"sugFilesystemID", "sugStatisticID", "sugFileCount", "sugTotalSize",
-                   "sugTimestamp", "sugAccumCount", "sugType", "sugDirectoryCount",
-                   "sugOtherCount", "sugUnusedSpace", "sugLargestSize", "sug2ndLargestSize",
-                   "sugTimestamp", "sugAccumCount", "sugType", "sugSizes", "sugCounts"});
-}
-
-void printFileScoreRule(GenericPrint& out) {
-    out.headerRow({"cType", "cOperator", "cRule", "cScore"});
-}
-
 struct HeaderEntry {
     const char* type;
     void (*printHeader)(GenericPrint& out);  // null for a type without columns
 };
 
 constexpr HeaderEntry kEntriesBehindAgentScan[] = {
-    {entity::CuStatDef,       CuStatDef::printHeader     },
-    {entity::CuStatResults,   CuStatResults::printHeader },
-    {entity::Filesystem,      Filesystem::printHeader    },
-    {entity::FileType,        printFileType              },
-    {entity::FileTypeSummary, printFileTypeSummary       },
-    {entity::MonDirSpec,      MonDirSpec::printHeader    },
-    {entity::ResultsByFS,     nullptr                    },
-    {entity::SDirectory,      SDirectory::printHeader    },
-    {entity::SFile,           SFile::printHeader         },
-    {entity::SMonDir,         printSMonDir               },
-    {entity::SSizeDist,       SSizeDist::printHeader     },
-    {entity::SSummary,        SSummary::printHeader      },
-    {entity::STimeDist,       STimeDist::printHeader     },
-    {entity::SUGHist,         printSUGHist               },
-    {entity::SUserOrGroup,    printSUserOrGroup          },
-    {entity::FileScoreRule,   printFileScoreRule         },
-    {entity::SFileCandidate,  SFileCandidate::printHeader},
-    {entity::UserOrGroup,     UserOrGroup::printHeader   },
-    {entity::Domain,          Domain::printHeader        },
-    {entity::LdapTree,        LdapTree::printHeader      },
+    {entity::CuStatDef,       CuStatDef::printHeader      },
+    {entity::CuStatResults,   CuStatResults::printHeader  },
+    {entity::Filesystem,      Filesystem::printHeader     },
+    {entity::FileType,        FileType::printHeader       },
+    {entity::FileTypeSummary, FileTypeSummary::printHeader},
+    {entity::MonDirSpec,      MonDirSpec::printHeader     },
+    {entity::ResultsByFS,     nullptr                     },
+    {entity::SDirectory,      SDirectory::printHeader     },
+    {entity::SFile,           SFile::printHeader          },
+    {entity::SMonDir,         printSMonDir                },
+    {entity::SSizeDist,       SSizeDist::printHeader      },
+    {entity::SSummary,        SSummary::printHeader       },
+    {entity::STimeDist,       STimeDist::printHeader      },
+    {entity::SUGHist,         SUGHist::printHeader        },
+    {entity::SUserOrGroup,    SUserOrGroup::printHeader   },
+    {entity::FileScoreRule,   FileScoreRule::printHeader  },
+    {entity::SFileCandidate,  SFileCandidate::printHeader },
+    {entity::UserOrGroup,     UserOrGroup::printHeader    },
+    {entity::Domain,          Domain::printHeader         },
+    {entity::LdapTree,        LdapTree::printHeader       },
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Scan/DirectoryReader.h"
+#include "Scan/FileType.h"
 #include "Scan/unix/EntryStat.h"
 
 class FileAction;
@@ -54,6 +55,10 @@ public:
     /// Start of the walk, seconds since the epoch.
     [[nodiscard]] std::int32_t getScanTime() const { return scanTime; }
     [[nodiscard]] Filesystem* getFilesystem() const { return filesystem; }
+
+    /// The file types of the whole scan, which must outlive the walk; null if it has none.
+    void setFileTypeMap(FileTypeMap* map) { fileTypeMap = map; }
+    [[nodiscard]] FileTypeMap* getFileTypeMap() const { return fileTypeMap; }
 
     // What follows is for the directory readers.
 
@@ -131,6 +136,7 @@ private:
     const std::vector<const SelectNode*> selectNodes;  // parallel to actions, not owned
     std::vector<std::uint32_t> selected;               // indices of actions, ascending
     Filesystem* filesystem;                            // not owned
+    FileTypeMap* fileTypeMap = nullptr;                // not owned
     std::int32_t selectedCount = 0;                    // valid members of selected
     std::string rootPath;                              // ends in "/", or in a zero character
     std::int64_t total = 1;                            // entries seen; the root is one

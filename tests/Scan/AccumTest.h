@@ -17,6 +17,7 @@ protected:
     AccumTest() {
         filesystem.fsID = 7;
         results.srID = 200;
+        scanner.setFileTypeMap(&fileTypes);
     }
 
     static FileAttributes file(const std::string& name, std::int64_t blocks,
@@ -42,6 +43,7 @@ protected:
     }
 
     Filesystem filesystem;
+    FileTypeMap fileTypes;
     CuStatResults results;
     ScannerUnix scanner{&filesystem, {}, {}, nullptr, nullptr, "", 0};
 };

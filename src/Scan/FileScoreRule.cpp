@@ -1,0 +1,37 @@
+#include "Scan/FileScoreRule.h"
+
+#include "Common/EntityColumns.h"
+#include "Common/GenericPrint.h"
+#include "Common/LogManager.h"
+#include "common/ut/TraceScope.h"
+
+namespace {
+
+constexpr MessageId kRowTooLong{328, "STA0028I"};
+
+constexpr Column<FileScoreRule> kColumns[] = {
+    {"cType",     readNumber<&FileScoreRule::cType>,     writeNumber<&FileScoreRule::cType> },
+    {"cOperator", readNumber<&FileScoreRule::cOperator>,
+     writeNumber<&FileScoreRule::cOperator>                                                 },
+    {"cRule",     readText<&FileScoreRule::cRule>,       writeText<&FileScoreRule::cRule>   },
+    {"cScore",    readNumber<&FileScoreRule::cScore>,    writeNumber<&FileScoreRule::cScore>},
+};
+
+}  // namespace
+
+void FileScoreRule::inititializeObject(const Row& header, const Table& rows) {
+    TraceScope scope("FileScoreRule::inititializeObject");
+    try {
+        readRows(*this, kColumns, header, rows,
+                 "ERROR: innerArray.size() != refHeaderArray.size(). "
+                 "VexObjectCreationException exception will be thrown.");
+    } catch (const VexObjectCreationException&) {
+        logMsg(kRowTooLong);
+        throw;
+    }
+}
+
+void FileScoreRule::printHeader(GenericPrint& out) {
+    TraceScope scope("FileScoreRule::printHeader");
+    out.headerRow(columnNames(kColumns));
+}
