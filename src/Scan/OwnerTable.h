@@ -12,7 +12,7 @@
 class FileAttributes;
 
 /// What every owner, or every group, uses on one file system. There can be millions, so an
-/// owner takes 144 bytes and at most 12 for finding it, and is unpacked into an
+/// owner takes 144 bytes and at most 16 for finding it, and is unpacked into an
 /// SUserOrGroup when it is written.
 class OwnerTable : public Object {
 public:

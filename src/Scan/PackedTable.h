@@ -16,8 +16,8 @@
 /// Records by a number, in little memory.
 ///
 /// The records stand one behind the other in blocks that never move; an index of 32-bit
-/// positions finds them (open addressing, linear probing). The index is between 64 and 80
-/// percent full, so a record costs its own size and at most 6.3 bytes, and 5 more while the
+/// positions finds them (open addressing, linear probing). The index is between 66 and 80
+/// percent full, so a record costs its own size and at most 6 bytes, and 5 more while the
 /// index grows. Holds up to 2^31 records, and then fails like a lack of memory.
 ///
 /// A Record is made from its key, without anything else, and tells it by `key()`.
@@ -33,7 +33,7 @@ public:
 
     /// The record of the key, and whether it is new. It stays where it is.
     std::pair<Record&, bool> findOrAdd(std::uint64_t key) {
-        if (count + 1 > index.size() / 5 * 4)
+        if ((count + 1) * 5 > index.size() * 4)
             growIndex();
         std::size_t slot = home(key);
         for (; index[slot] != kFree; slot = after(slot)) {
@@ -90,8 +90,8 @@ private:
     void growIndex() {
         if (count >= kMostRecords)
             throw std::bad_alloc();
-        std::vector<std::uint32_t> larger(std::max<std::size_t>(20, index.size() / 4 * 5 + 5),
-                                          kFree);
+        std::vector<std::uint32_t> larger(
+            std::max<std::size_t>(20, index.size() + index.size() / 5), kFree);
         index.swap(larger);
         for (std::size_t position = 0; position < count; ++position) {
             std::size_t slot = home((*this)[position].key());
