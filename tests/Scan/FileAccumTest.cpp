@@ -4,68 +4,32 @@
 #include "Scan/LargeFileAccum.h"
 #include "Scan/LargestOrphansAccum.h"
 #include "Scan/OldFileAccum.h"
-#include "Scan/OldestOrphansAccum.h"
 #include "Scan/VulnerableFileAccum.h"
 
 class FileAccumTest : public AccumTest {
 protected:
-    /// A file of its own length, times, in milliseconds, and flags.
-    static FileAttributes file(const std::string& name, std::int64_t blocks,
-                               std::int64_t accessed, std::int64_t modified,
-                               std::uint32_t flags, std::int32_t type = FA_FILE) {
-        FileAttributes attributes = AccumTest::file(name, blocks, type);
-        attributes.faAccessed = accessed;
-        attributes.faModified = modified;
+    static FileAttributes flagged(const std::string& name, std::int64_t blocks,
+                                  std::uint32_t flags, std::int32_t type = FA_FILE) {
+        FileAttributes attributes = file(name, blocks, type);
+        attributes.faLength = attributes.faModified = -blocks;
         attributes.faAttributes = flags;
-        attributes.faLength = 1000 - blocks;
         return attributes;
-    }
-
-    /// The names that the ranking of one class holds in the end.
-    template <class Accum>
-    std::string ranking(SFileList CuStatResults::*list, int length) {
-        Accum accum(length);
-        constexpr std::uint32_t kBoth = FA_ORPHAN | FA_ARCHIVE;
-        for (const FileAttributes& each : {
-                 file("new", 50, 900, 10, kBoth),
-                 file("old", 20, 100, 90, FA_ORPHAN),
-                 file("dir", 99, 1, 1, kBoth, FA_DIRECTORY),
-                 file("pipe", 98, 0, 0, kBoth, FA_PIPE),
-                 file("known", 80, 50, 5, FA_ARCHIVE),
-                 file("link", 20, 300, 20, kBoth, FA_LINK),
-                 file("empty", 0, 200, 30, 0),
-             })
-            meet(accum, each);
-        accum.finish(nullptr);
-        accum.finish(&results);
-        accum.finish(&results);
-        return names(results.*list);
     }
 };
 
-TEST_F(FileAccumTest, EachRankingHasItsTestAndItsOrder) {
-    filesystem.fsType = 10;
-    EXPECT_EQ("known new link old empty",
-              ranking<LargeFileAccum>(&CuStatResults::srLargestFiles, 9));
-    EXPECT_EQ("known old", ranking<OldFileAccum>(&CuStatResults::srLeastAccessed, 2));
-    EXPECT_EQ("known new",
-              ranking<VulnerableFileAccum>(&CuStatResults::srOldestNotBackedUp, 2));
-    EXPECT_EQ("new old", ranking<LargestOrphansAccum>(&CuStatResults::srLargestOrphans, 2));
-    EXPECT_EQ("old", ranking<OldestOrphansAccum>(&CuStatResults::srOldestOrphans, 1));
-    const std::pair<SFileList CuStatResults::*, int> kTypes[] = {
-        {&CuStatResults::srLargestFiles,      0},
-        {&CuStatResults::srLeastAccessed,     1},
-        {&CuStatResults::srOldestNotBackedUp, 2},
-        {&CuStatResults::srLargestOrphans,    3},
-        {&CuStatResults::srOldestOrphans,     4},
-    };
-    for (const auto& [list, type] : kTypes) {
-        EXPECT_EQ(type, (results.*list).head()->sfStatType);
-        EXPECT_EQ(7, (results.*list).head()->sfFilesystemID);
-        EXPECT_EQ(200, (results.*list).head()->sfStatisticID);
-    }
-    filesystem.fsType = FS_FAT32;  // by length, which falls here where the blocks rise
-    EXPECT_EQ("empty link", ranking<LargeFileAccum>(&CuStatResults::srLargestFiles, 2));
+// No file of this platform is marked for a backup.
+TEST_F(FileAccumTest, MarkedFilesAndLinksRankByTheirModification) {
+    VulnerableFileAccum accum(9);
+    meet(accum, flagged("new", 5, FA_ARCHIVE));
+    meet(accum, flagged("old", 9, FA_ARCHIVE));
+    meet(accum, flagged("directory", 10, FA_ARCHIVE, FA_DIRECTORY));
+    meet(accum, flagged("unmarked", 11, FA_ORPHAN));
+    meet(accum, flagged("pipe", 12, FA_ARCHIVE, FA_PIPE));
+    meet(accum, flagged("link", 7, FA_ARCHIVE, FA_LINK));
+    accum.finish(nullptr);
+    accum.finish(&results);
+    accum.finish(&results);
+    EXPECT_EQ("old link new", names(results.srOldestNotBackedUp));
 }
 
 // Meant: the low word of the size alone counts among the largest files.
@@ -74,34 +38,32 @@ TEST_F(FileAccumTest, AFileOfTwoToThe31BlocksIsTheSmallestExceptAmongOrphans) {
     filesystem.fsType = 23;
     LargeFileAccum files(3);
     LargestOrphansAccum orphans(3);
-    for (const auto& [name, blocks] : {
-             std::pair{"huge",    kHuge          },
-             {"wrapped", 2 * kHuge + 3  },
-             {"most",    kHuge - 1      },
-             {"five",    std::int64_t{5}}
-    }) {
-        const FileAttributes each = file(name, blocks, 0, 0, FA_ORPHAN);
-        meet(files, each);
-        meet(orphans, each);
+    for (const std::int64_t blocks : {kHuge, 2 * kHuge + 3, kHuge - 1, std::int64_t{5}}) {
+        meet(files, flagged(std::to_string(blocks), blocks, FA_ORPHAN));
+        meet(orphans, flagged(std::to_string(blocks), blocks, FA_ORPHAN));
     }
     files.finish(&results);
     orphans.finish(&results);
-    EXPECT_EQ("most five wrapped", names(results.srLargestFiles));
-    EXPECT_EQ("wrapped huge most", names(results.srLargestOrphans));
+    EXPECT_EQ("2147483647 5 4294967299", names(results.srLargestFiles));
+    EXPECT_EQ("4294967299 2147483648 2147483647", names(results.srLargestOrphans));
+
+    filesystem.fsType = FS_FAT32;  // there by length, which is -1 and -2
+    LargeFileAccum lengths(1);
+    meet(lengths, flagged("longest", 1, 0));
+    meet(lengths, flagged("most blocks", 2, 0));
+    lengths.finish(&results);
+    EXPECT_EQ("longest", names(results.srLargestFiles));
 }
 
 TEST_F(FileAccumTest, TimesAtTheEndsOfTheRangeKeepTheirOrder) {
     using Limits = std::numeric_limits<std::int64_t>;
     OldFileAccum accum(5);
-    for (const auto& [name, time] : {
-             std::pair{"last",  Limits::max()    },
-             {"epoch", 0L               },
-             {"first", Limits::min()    },
-             {"early", Limits::min() + 2}
-    })
-        meet(accum, file(name, 1, time, 0, 0));
+    for (const std::int64_t time : {Limits::max(), 0L, Limits::min(), Limits::min() + 2}) {
+        FileAttributes each = file(std::to_string(time).substr(0, 3), 1);
+        each.faAccessed = time;
+        meet(accum, each);
+    }
     accum.finish(&results);
-    EXPECT_EQ("first early epoch last", names(results.srLeastAccessed));
+    EXPECT_EQ("-92 -92 0 922", names(results.srLeastAccessed));
     EXPECT_EQ(Limits::min(), results.srLeastAccessed.head()->faAccessed);
-    EXPECT_STREQ("SFile", results.srLeastAccessed.head()->getClassName());
 }

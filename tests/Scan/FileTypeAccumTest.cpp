@@ -1,6 +1,3 @@
-#include <map>
-#include <random>
-
 #include "Scan/AccumTest.h"
 #include "Scan/FileTypeAccum.h"
 
@@ -77,35 +74,4 @@ TEST_F(FileTypeAccumTest, RegularFilesAddUpInAnyCaseAndAreOfferedInTheOrderOfThe
         EXPECT_EQ("7 200 " + lower + " 1 8\n7 200 .big 2 6\n7 200 " + tied + " 1 5\n",
                   ranking(results));
     }
-}
-
-// So many that the table grows, against plain sums; a second statistic shares the types.
-TEST_F(FileTypeAccumTest, AnyStreamOfExtensionsLeavesTheLargest) {
-    std::mt19937 random(1);
-    std::map<std::string, std::pair<int, std::int64_t>> plain;
-    FileTypeAccum accum(200, false, 10);
-    FileTypeAccum second(201, false, 1);
-    for (int i = 0; i < 30000; ++i) {
-        const std::string extension = "." + std::to_string(random() % 9000);
-        const std::int64_t blocks = random() % 5000;
-        plain[extension].first += 1;
-        plain[extension].second += blocks;
-        meet(accum, file("/file" + extension, blocks));
-        meet(second, file("/file" + extension, blocks));
-    }
-    std::multimap<std::int64_t, std::string, std::greater<>> largest;
-    for (const auto& [extension, sums] : plain)
-        largest.emplace(sums.second, extension);
-    std::string expected;
-    auto member = largest.begin();
-    for (int i = 0; i < 10; ++i, ++member)
-        expected += "7 200 " + member->second + " " +
-                    std::to_string(plain[member->second].first) + " " +
-                    std::to_string(member->first) + "\n";
-    accum.finish(&results);
-    EXPECT_EQ(expected, ranking(results));
-
-    CuStatResults other;
-    second.finish(&other);
-    EXPECT_EQ(results.srFileTypes.head()->fileType, other.srFileTypes.head()->fileType);
 }

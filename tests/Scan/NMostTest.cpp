@@ -39,17 +39,6 @@ TEST(NMostTest, AnEqualNewcomerWaitsOutsideAndTheOlderOfEqualsGoesFirst) {
     EXPECT_EQ("fourth second ", held(two));
 }
 
-TEST(NMostTest, WithoutRoomNothingStaysAndAnotherClassIsDropped) {
-    for (const int length : {0, -1}) {
-        NMost none(length);
-        EXPECT_FALSE(offer(none, "x", 5));
-    }
-    NMost one(1);
-    one.add(nullptr);
-    ASSERT_TRUE(offer(one, "x", 1));
-    EXPECT_EQ(nullptr, memberAs<NMost>(std::move(one.takeMembers().at(0))));
-}
-
 // Against a list that is sorted as a whole at every step.
 TEST(NMostTest, AnyStreamLeavesWhatAPlainListLeaves) {
     std::mt19937 random(1);

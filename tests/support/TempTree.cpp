@@ -122,9 +122,11 @@ TestMount TestMount::tmpfs(const std::string& directory) {
     return TestMount(directory);
 }
 
-TestMount TestMount::ext4(const std::string& image, const std::string& directory) {
-    run("truncate -s 16M '" + image + "' && /sbin/mkfs.ext4 -q -F '" + image + "'");
-    run("mount -o loop '" + image + "' '" + directory + "'");
+TestMount TestMount::ext4(const std::string& image, const std::string& directory,
+                          const std::string& size, const std::string& options) {
+    run("truncate -s " + size + " '" + image + "'");
+    run("/sbin/mkfs.ext4 -q -F " + options + " '" + image + "'");
+    run("mount -o loop,noatime '" + image + "' '" + directory + "'");
     return TestMount(directory);
 }
 

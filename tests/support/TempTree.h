@@ -42,8 +42,10 @@ public:
 
     /// Mounts an empty tmpfs on the directory.
     static TestMount tmpfs(const std::string& directory);
-    /// Makes an ext4 file system of 16 MiB in the file `image` and mounts it by a loop device.
-    static TestMount ext4(const std::string& image, const std::string& directory);
+    /// Makes an ext4 file system in the file `image` and mounts it by a loop device. The
+    /// image is sparse. Reading changes no access time.
+    static TestMount ext4(const std::string& image, const std::string& directory,
+                          const std::string& size = "16M", const std::string& options = {});
     /// Shows `source` once more at `directory`.
     static TestMount bind(const std::string& source, const std::string& directory);
 
