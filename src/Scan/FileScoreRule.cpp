@@ -7,7 +7,9 @@
 
 namespace {
 
-constexpr MessageId kRowTooLong{328, "STA0028I"};
+constexpr char kRowTooLong[] =
+    "ERROR: innerArray.size() != refHeaderArray.size(). "
+    "VexObjectCreationException exception will be thrown.";
 
 constexpr Column<FileScoreRule> kColumns[] = {
     {"cType",     readNumber<&FileScoreRule::cType>,     writeNumber<&FileScoreRule::cType> },
@@ -22,11 +24,9 @@ constexpr Column<FileScoreRule> kColumns[] = {
 void FileScoreRule::inititializeObject(const Row& header, const Table& rows) {
     TraceScope scope("FileScoreRule::inititializeObject");
     try {
-        readRows(*this, kColumns, header, rows,
-                 "ERROR: innerArray.size() != refHeaderArray.size(). "
-                 "VexObjectCreationException exception will be thrown.");
+        readRows(*this, kColumns, header, rows, kRowTooLong);
     } catch (const VexObjectCreationException&) {
-        logMsg(kRowTooLong);
+        logMsg(message::STA0028I, {kRowTooLong});
         throw;
     }
 }

@@ -19,7 +19,7 @@ constexpr std::array<std::int64_t, 8> kAgeBounds = {
     1 * kDay, 7 * kDay, 30 * kDay, 60 * kDay, 90 * kDay, 180 * kDay, 270 * kDay, 31557600};
 constexpr std::size_t kFuture = 9;
 
-constexpr MessageId kMissingObject{328, "STA0028I"};
+constexpr char kMissingFile[] = "TimeDistAccum::time() : ERROR: The parameter <pInfo> is NULL.";
 constexpr std::int32_t kFatal = 8;
 
 std::size_t ageRange(std::int64_t age) {
@@ -61,7 +61,7 @@ void TimeDistAccum::finish(CuStatResults* /*results*/) {
 void TimeDistAccum::throwMissingFile(bool isLogged) {
     TraceScope scope("TimeDistAccum::throwMissingFile");
     if (isLogged)
-        logMsg(kMissingObject);
-    throwGenericException(kFatal, static_cast<std::uint32_t>(kMissingObject.number), "pInfo",
-                          kMissingObject.identifier);
+        logMsg(message::STA0028I, {kMissingFile});
+    throwGenericException(kFatal, static_cast<std::uint32_t>(message::STA0028I.number), "pInfo",
+                          message::STA0028I.identifier);
 }
