@@ -67,6 +67,11 @@ bool isListed(std::int32_t processId, const char* matchText) {
 
 }  // namespace
 
+std::string getDefaultInstallLoc() {
+    TraceScope scope("getDefaultInstallLoc");
+    return "/opt/corvane/cvn/agent";
+}
+
 std::string stripQuotes(const std::string& text) {
     TraceScope scope("stripQuotes");
     if (text.size() <= 2 || text.front() != '"' || text.back() != '"')

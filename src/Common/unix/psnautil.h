@@ -5,6 +5,9 @@
 
 /// Small file helpers of the platform layer. Codes are 0 or an errno value.
 
+/// Where the agent is installed unless it is told otherwise.
+[[nodiscard]] std::string getDefaultInstallLoc();
+
 /// The text without a surrounding pair of double quotes; a text of two characters or less
 /// is left alone.
 [[nodiscard]] std::string stripQuotes(const std::string& text);
