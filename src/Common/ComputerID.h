@@ -4,12 +4,22 @@
 #include <memory>
 
 #include "Common/Object.h"
+#include "Common/ParserAPI.h"
+
+class GenericPrint;
 
 /// The identifier of a computer, as the server knows it.
 class ComputerID : public Object {
 public:
     explicit ComputerID(std::int32_t identifier) noexcept
         : Object("ComputerID"), computerID(identifier) {}
+
+    /// Reads the first row of the entity. One that does not fit is logged and raises
+    /// VEXParserException 31 by value.
+    [[nodiscard]] static std::unique_ptr<ComputerID> parseData(ParserAPI& parser,
+                                                               const ParserAPI::Entity& entity);
+
+    void printData(GenericPrint& out) const;
 
     [[nodiscard]] std::int32_t get() const noexcept { return computerID; }
 

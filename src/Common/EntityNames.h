@@ -8,6 +8,7 @@ namespace entity {
 inline constexpr char Header[] = "Header";
 inline constexpr char AgentScan[] = "AgentScan";
 inline constexpr char BackupAction[] = "BackupAction";
+inline constexpr char ComputerID[] = "ComputerID";
 inline constexpr char CuStatDef[] = "CuStatDef";
 inline constexpr char CuStatResults[] = "CuStatResults";
 inline constexpr char Domain[] = "Domain";
