@@ -56,6 +56,23 @@ bool isIgnored(std::string_view type) {
     return std::binary_search(kIgnoredTypes.begin(), kIgnoredTypes.end(), type);
 }
 
+/// True for a row that was cut where the line buffer ends, before its type or within it:
+/// it tells a false place or a false kind.
+bool isCut(const struct mntent& row, const std::array<char, kLineLength>& line) {
+    const std::string_view type = row.mnt_type;
+    return type.empty() || type.data() + type.size() >= line.data() + line.size() - 1;
+}
+
+/// The name of a device as it was given to mount(2). getmntent(3) undoes the kernel's
+/// escapes but for that of "#", which keeps a name from looking like a comment.
+std::string deviceName(std::string name) {
+    static constexpr std::string_view kNumberSign = "\\043";
+    for (std::size_t hit = name.find(kNumberSign); hit != std::string::npos;
+         hit = name.find(kNumberSign, hit + 1))
+        name.replace(hit, kNumberSign.size(), 1, '#');
+    return name;
+}
+
 /// The figures of a file system, from statvfs or from what stands at the same places of
 /// the guarded call's result. The unit of the block counts is `f_frsize` bytes.
 struct SpaceFigures {
@@ -187,7 +204,7 @@ bool Mounts::nextMount() {
         if (hasmntopt(&row, "bind"))
             options += "bind";
         type = row.mnt_type;
-        if (isIgnored(type))
+        if (isIgnored(type) || isCut(row, line))
             continue;
 
         mountPoint = row.mnt_dir;
@@ -195,7 +212,7 @@ bool Mounts::nextMount() {
             type = "gridfs";
             return getGridfsClusterName(mountPoint);
         }
-        device = row.mnt_fsname;
+        device = deviceName(row.mnt_fsname);
         return true;
     }
     mnttab.reset();  // which gives back the lock too

@@ -50,6 +50,14 @@ TEST_F(MountsTest, ReadsTheRowsThatAreStorage) {
         rows("# comment\nproc /proc proc rw 0 0\n/dev/a /a\\040b ext4 rw 0 0\n" + overLong +
              "/dev/l /l ext4 rw,bind,loop=/dev/loop0 0 0\nx /x vxodmfs rw 0 0\n"
              "x none swap sw 0 0\nmap /m autofs4 rw 0 0\nx /x auto rw 0 0"));
+    // Of a row that is longer than the buffer only one whose type was read counts.
+    const std::string last = std::string(2000, 'x') + " /d /f\n\nh:/a\\043b /m nfs4 rw 0 0\n";
+    for (const std::size_t length : {1012, 1013, 1014, 1018, 1 << 16}) {
+        const std::string whole = "/m/" + std::string(length, 'x');
+        EXPECT_TRUE(rows("/d " + whole + " nfs4 rw 0 0\nonly\n" + last) ==
+                    (length == 1012 ? "/d|" + whole + "|nfs4|\n" : "") + "h:/a#b|/m|nfs4|\n")
+            << length;
+    }
     EXPECT_FALSE(Mounts(tree.path("none")).openMnttab());
     EXPECT_TRUE(logged("opened: " + tree.path("none") + " - No such file or directory"));
 }
