@@ -1,6 +1,7 @@
 #include "Probe/LdapTree.h"
 
 #include "Common/EntityColumns.h"
+#include "Common/EntityNames.h"
 #include "Common/GenericPrint.h"
 #include "Probe/filerRows.h"
 #include "common/ut/TraceScope.h"
@@ -25,4 +26,11 @@ void LdapTree::initializeObject(const Row& header, const Table& rows) {
 void LdapTree::printHeader(GenericPrint& out) {
     TraceScope scope("LdapTree::printHeader");
     out.headerRow(columnNames(kColumns));
+}
+
+void LdapTree::printData(GenericPrint& out) const {
+    TraceScope scope("LdapTree::printData");
+    out.startEntity(entity::LdapTree);
+    out.row(columnValues(kColumns, *this));
+    out.endEntity(entity::LdapTree);
 }

@@ -18,4 +18,5 @@ struct LdapTree {
 
     void initializeObject(const Row& header, const Table& rows);
     static void printHeader(GenericPrint& out);
+    void printData(GenericPrint& out) const;
 };
