@@ -37,6 +37,12 @@ void logList(const MessageId& id, const std::string& list) {
         logMsg(id, {MessageInsert::lines(list)});
 }
 
+bool namesFiler(const Filesystem* head) {
+    while (head && !head->filer)
+        head = head->next;
+    return head != nullptr;
+}
+
 template <class T>
 void pushFront(ListElement*& head, std::unique_ptr<T> member) {
     member->nextElement = head;
@@ -71,7 +77,7 @@ std::int32_t FilesystemScan::doScan(AgentScan* request, std::int32_t timeout) {
     scanObject = request;
     nfsTimeout = std::max(timeout, 0);
 
-    // 1. Local file systems first.
+    // 1. Local file systems first, then filer by filer.
     scanObject->setFilesystems(arrangeFilesystems(scanObject->getFilesystems()));
 
     // 2. What is mounted on this host.
@@ -80,7 +86,8 @@ std::int32_t FilesystemScan::doScan(AgentScan* request, std::int32_t timeout) {
         trTrace(naMin,
                 "(if(!CommonAgentFactory::getCommonAgent()->isWindows)) == TRUE. Calling "
                 "<makeMountsMap(...)> ...");
-        runningCode = makeMountsMap(mountsMap);
+        // Names of hosts matter to a request that names a filer alone.
+        runningCode = makeMountsMap(mountsMap, namesFiler(scanObject->getFilesystems()));
     }
     if (mountsMap.empty())
         return kNothingToScan;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Common/InetAddress.h"
 #include "Common/ListElement.h"
 #include "Scan/FileType.h"
 #include "Scan/Selection.h"
@@ -19,6 +20,7 @@ class Filesystem;
 class GenericPrint;
 class MonDirSpec;
 class Mounts;
+struct NasFiler;
 class ResultsByFS;
 class UberTable;
 class UnixUserTable;
@@ -98,13 +100,15 @@ public:
 
     // The arrangement of a request, in FilesystemScanArrange.cpp.
 
-    /// Puts local file systems first, in their order; returns the new head.
+    /// Puts local file systems first, in their order, and behind them those of filers: tree
+    /// by tree, filer by filer, each filer's in reverse order, so that a filer is walked in
+    /// one run. Returns the new head.
     [[nodiscard]] static Filesystem* arrangeFilesystems(Filesystem* head);
-    static void sortFilesystemsByID(AgentScan* request);
 
-    /// Fills the map with the host's mounts: 0, or 4 after a failure that was reported.
-    [[nodiscard]] std::int32_t makeMountsMap(
-        std::map<std::string, std::shared_ptr<Mounts>>& map);
+    /// The filer of the list that is the same computer; else puts `pToAdd`, which must not be
+    /// in a list, at its end. Raises GenericException for null.
+    [[nodiscard]] static NasFiler* maybeAddToList(NasFiler* pHead, NasFiler* pToAdd);
+    static void sortFilesystemsByID(AgentScan* request);
 
     /// True if the path holds a mask; also stored in the spec.
     static bool maskedPath(MonDirSpec* dirSpec);
@@ -125,11 +129,31 @@ public:
     [[nodiscard]] static std::int32_t depthBelow(const std::string& root,
                                                  const MonDirSpec& dirSpec);
 
+    // What is mounted where, in FilesystemScanMounts.cpp.
+
+    using MountsMap = std::map<std::string, std::shared_ptr<Mounts>>;  // by mount key
+
+    /// Fills the map with the host's mounts: 0, or 4 after a failure that was reported.
+    [[nodiscard]] std::int32_t makeMountsMap(MountsMap& map, bool resolve);
+
+    /// Adds the rows of the table; of one key the first row counts. The key of an import is
+    /// its device, "host:/export", the host in lower case; that of any other row its mount
+    /// point. With `resolve` an import is found under the address of its host too. False if
+    /// a row was not understood, which is reported, or there is no table.
+    [[nodiscard]] bool handleMounts(MountsMap& map, Mounts& table, bool resolve);
+
+    /// The keys under which the file system may be mounted, best first. With a filer this
+    /// asks for the address of the host in `nfIPAddress`.
+    [[nodiscard]] std::vector<std::string> candidateKeys(const Filesystem& filesystem);
+
+    /// The mount of the first key that has one, null if none has. Owned by the map.
+    [[nodiscard]] static Mounts* findMount(const MountsMap& map,
+                                           const std::vector<std::string>& keys);
+
     /// The mount point, with the filer's name behind it in brackets.
     [[nodiscard]] static std::string qualifiedFSName(const Filesystem& filesystem);
 
 private:
-    using MountsMap = std::map<std::string, std::shared_ptr<Mounts>>;
     struct Actions;
 
     // The steps of doScan.
@@ -141,10 +165,8 @@ private:
     void walkFilesystems();
     void clearUp();
 
-    [[nodiscard]] bool handleMounts(MountsMap& map);
-    [[nodiscard]] static std::vector<std::string> candidateKeys(const Filesystem& filesystem);
-    [[nodiscard]] static Mounts* findMount(const MountsMap& map,
-                                           const std::vector<std::string>& keys);
+    [[nodiscard]] const InetAddress::Host& lookUpOnce(const std::string& host);
+    [[nodiscard]] std::string addressForm(const std::string& host);
     void appendFSRef(Filesystem* filesystem, const Mounts& mount);
     void bindStatistic(CuStatDef* statistic);
     void bindNamedFilesystems(Tree* tree);
@@ -168,12 +190,13 @@ private:
     std::int32_t nfsTimeout = 0;           // seconds, 0 for none
     std::int32_t runningCode = 0;          // only rises
     std::int32_t goodFilesystems = 0;
-    ListElement* fsAnchor = nullptr;           // owned FSRefs in request order
-    ListElement* lastFSRef = nullptr;          // not owned, the tail of that list
-    ListElement* trees = nullptr;              // owned Trees, newest first
-    std::map<std::int32_t, FSRef*> fsByID;     // members not owned
-    std::vector<Filesystem*> fakeFilesystems;  // members not owned
-    std::set<std::int32_t> lockedFilesystems;  // nothing locks here: see ExecScan::lock()
+    ListElement* fsAnchor = nullptr;                 // owned FSRefs in request order
+    ListElement* lastFSRef = nullptr;                // not owned, the tail of that list
+    ListElement* trees = nullptr;                    // owned Trees, newest first
+    std::map<std::int32_t, FSRef*> fsByID;           // members not owned
+    std::vector<Filesystem*> fakeFilesystems;        // members not owned
+    std::set<std::int32_t> lockedFilesystems;        // nothing locks here: see ExecScan::lock()
+    std::map<std::string, InetAddress::Host> hosts;  // asked for so far, by lower-case name
     Selection selectionCompiler;
     FileTypeMap fileTypeMap;  // shared by all statistics of all walks
     std::unique_ptr<UberTable> uberTable;

@@ -1,12 +1,14 @@
-/// The arrangement of a request: the order of its file systems, what is mounted on this
-/// host, and which monitored directories lie on which file system.
+/// The arrangement of a request: the order of its file systems, and which monitored
+/// directories lie on which file system.
 
 #include <algorithm>
 #include <cctype>
+#include <map>
+#include <utility>
 
-#include "Common/LogManager.h"
+#include "Common/GenericException.h"
+#include "Common/Messages.h"
 #include "Probe/Filesystem.h"
-#include "Probe/Mounts.h"
 #include "Scan/AgentScan.h"
 #include "Scan/FilesystemScan.h"
 #include "Scan/MonDirSpec.h"
@@ -29,6 +31,14 @@ void replaceAll(std::string& text, const std::string& from, char to) {
     for (std::size_t hit = text.find(from); hit != std::string::npos;
          hit = text.find(from, hit + 1))
         text.replace(hit, from.size(), 1, to);
+}
+
+/// Stands in for the tree of all filers that have none.
+std::shared_ptr<LdapTree> treeOfTheTreeless() {
+    TraceScope scope("treeOfTheTreeless");
+    auto tree = std::make_shared<LdapTree>();
+    tree->ltLdapUser = tree->ltPassword = "-";
+    return tree;
 }
 
 bool compareFilesystemsByID(const Filesystem* left, const Filesystem* right) {
@@ -57,12 +67,53 @@ Filesystem* FilesystemScan::arrangeFilesystems(Filesystem* head) {
     TraceScope scope("FilesystemScan::arrangeFilesystems");
     if (!head)
         trTrace(naMin, "parameter <pFSList> is NULL.");
-    std::vector<Filesystem*> members;
-    for (; head; head = head->next)
-        members.push_back(head);
-    std::stable_partition(members.begin(), members.end(),
-                          [](const Filesystem* member) { return !member->filer; });
-    return linked(members);
+
+    Filesystem* arranged = nullptr;
+    Filesystem** end = &arranged;
+    std::map<std::int32_t, NasFiler*> filersOfTree;  // by the computer of their tree
+    std::shared_ptr<LdapTree> placeholder;
+    while (head) {
+        Filesystem* const member = head;
+        head = std::exchange(member->next, nullptr);
+        NasFiler* filer = member->filer.get();
+        if (!filer) {
+            *end = member;
+            end = &member->next;
+            continue;
+        }
+        if (!filer->tree)
+            filer->tree = placeholder = placeholder ? placeholder : treeOfTheTreeless();
+        const auto [filers, isNew] = filersOfTree.try_emplace(filer->tree->ltComputerID, filer);
+        filer = isNew ? filer : maybeAddToList(filers->second, filer);
+        member->next = filer->filesystems;
+        filer->filesystems = member;
+    }
+    for (const auto& [computer, filers] : filersOfTree) {
+        for (NasFiler* filer = filers; filer; filer = std::exchange(filer->next, nullptr)) {
+            *end = std::exchange(filer->filesystems, nullptr);
+            while (*end)
+                end = &(*end)->next;
+        }
+    }
+    return arranged;
+}
+
+NasFiler* FilesystemScan::maybeAddToList(NasFiler* pHead, NasFiler* pToAdd) {
+    TraceScope scope("FilesystemScan::maybeAddToList");
+    if (!pHead || !pToAdd) {
+        static constexpr char kComplaint[] =
+            "one of the parameters <pHead> or <pToAdd> is NULL.";
+        trTrace(naMin, kComplaint);
+        throwGenericException(VEX_NO_PATH, static_cast<std::uint32_t>(message::STA0028I.number),
+                              kComplaint, "");
+    }
+    NasFiler* member = pHead;
+    while (member->nfComputerID != pToAdd->nfComputerID) {
+        if (!member->next)
+            member->next = pToAdd;
+        member = member->next;
+    }
+    return member;
 }
 
 void FilesystemScan::sortFilesystemsByID(AgentScan* request) {
@@ -74,65 +125,6 @@ void FilesystemScan::sortFilesystemsByID(AgentScan* request) {
         return;
     std::stable_sort(members.begin(), members.end(), compareFilesystemsByID);
     request->setFilesystems(linked(members));
-}
-
-std::int32_t FilesystemScan::makeMountsMap(MountsMap& map) {
-    TraceScope scope("FilesystemScan::makeMountsMap");
-    map.clear();
-    if (handleMounts(map))
-        return 0;
-    trTrace(naMin, "handleMounts(...) returned false");
-    return 4;
-}
-
-bool FilesystemScan::handleMounts(MountsMap& map) {
-    TraceScope scope("FilesystemScan::handleMounts");
-    Mounts table;
-    if (!table.openMnttab()) {
-        trTrace(naMin, "failed to open mount tab <open Mnttab()>.");
-        return false;
-    }
-    bool allParsed = true;
-    while (table.nextMount()) {
-        std::string key = table.mountPoint;
-        if (table.type.starts_with("nfs")) {
-            const std::size_t hostEnd = table.device.find(":/");
-            if (hostEnd == 0 || hostEnd == std::string::npos) {
-                logMsg(message::NAA0039W, {table.device});
-                trTrace(naMin, ">> Import could not be parsed: %s\n", table.device.c_str());
-                allParsed = false;
-                continue;
-            }
-            key = table.device;
-            std::transform(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(hostEnd),
-                           key.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        } else if (table.type.starts_with("gridfs")) {
-            key = table.device;
-        }
-        // A key that is already present keeps its first row.
-        map.try_emplace(key, table.copyRow());
-    }
-    return allParsed;
-}
-
-std::vector<std::string> FilesystemScan::candidateKeys(const Filesystem& filesystem) {
-    TraceScope scope("FilesystemScan::candidateKeys");
-    // File systems of filers have no keys yet and are reported as not mounted.
-    if (filesystem.filer)
-        return {};
-    return {filesystem.fsMountPoint};
-}
-
-Mounts* FilesystemScan::findMount(const MountsMap& map, const std::vector<std::string>& keys) {
-    TraceScope scope("FilesystemScan::findMount");
-    for (const std::string& key : keys) {
-        const auto found = map.find(key);
-        if (found != map.end() && found->second)
-            return found->second.get();
-        trTrace(naMin, "No entry found for %s! Tryin next...\n", key.c_str());
-    }
-    return nullptr;
 }
 
 bool FilesystemScan::maskedPath(MonDirSpec* dirSpec) {
@@ -191,11 +183,4 @@ std::int32_t FilesystemScan::depthBelow(const std::string& root, const MonDirSpe
             return -1;
     }
     return regionMatches(root, directory, compared) ? depth : -1;
-}
-
-std::string FilesystemScan::qualifiedFSName(const Filesystem& filesystem) {
-    TraceScope scope("FilesystemScan::qualifiedFSName");
-    if (!filesystem.filer)
-        return filesystem.fsMountPoint;
-    return filesystem.fsMountPoint + " (" + filesystem.filer->nfName + ")";
 }

@@ -8,7 +8,8 @@
 ///       MonDirSpec          a directory to monitor
 ///       CuStatDef           a statistic to collect, with its results below it
 ///     FilesystemScan        request to results: binds, then walks one file system at a time
-///       FilesystemScanArrange.cpp  what is mounted where, which directory lies on what
+///       FilesystemScanArrange.cpp  order of the file systems, which directory lies on what
+///       FilesystemScanMounts.cpp  what is mounted where, and under which name of a filer
 ///       FilesystemScanResults.cpp  writing the results, undoing a failed file system
 ///     Selection             clause of a statistic to filter (SelectNode)
 ///
@@ -41,6 +42,9 @@
 ///     comutils              agent status, job file, programs that a job runs
 ///     CmdExecer             a command of the shell with its output
 ///     pssignal              the request to stop
+///     CommonAgent, UpTime   facts of the host, and the history of its boots
+///     InetAddress           names and addresses of hosts
+///     ComputerID            which computer scans
 ///
 ///   Foundation, common/
 ///     ut                    trace (call sites: trace, TraceScope; its file: traceControl; its
