@@ -95,6 +95,11 @@ public:
     void setPath(const std::string& directory) { path = directory; }
     [[nodiscard]] const std::string& getRootPath() const { return rootPath; }
     [[nodiscard]] std::int32_t getLevel() const { return level; }
+
+    /// Length of the path of the open directory at `open`, at most the level.
+    [[nodiscard]] std::size_t getPathLength(std::int32_t open) const {
+        return arrayReader[static_cast<std::size_t>(open)]->getPathLength();
+    }
     [[nodiscard]] FileAttributes* getCurrentFile() const { return currentFile.get(); }
     [[nodiscard]] const EntryIdentity& getCurrentIdentity() const { return currentIdentity; }
     [[nodiscard]] UserTable* getUserTable() const { return userTable; }

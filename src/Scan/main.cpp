@@ -11,7 +11,9 @@
 ///       FilesystemScanArrange.cpp  order of the file systems, which directory lies on what
 ///       FilesystemScanMounts.cpp  what is mounted where, and under which name of a filer
 ///       FilesystemScanResults.cpp  writing the results, undoing a failed file system
-///     Selection             clause of a statistic to filter (SelectNode)
+///     Selection             clause of a statistic to filter: a tree of SelectNodes
+///       ClauseParser        the language of clauses
+///       PathMask, MaskMatcher  masks of paths and owners, and how they are matched
 ///
 ///   The walk, Scan/ and Scan/unix/
 ///     Scanner, ScannerUnix  depth first over one file system
