@@ -36,7 +36,10 @@ Accumulator* asAccumulator(ListElement* member) {
 }  // namespace
 
 CuStatAccum::CuStatAccum(std::shared_ptr<InodeTable> sharedInodes)
-    : FileAction("CuStatAccum"),
+    : CuStatAccum("CuStatAccum", std::move(sharedInodes)) {}
+
+CuStatAccum::CuStatAccum(const char* name, std::shared_ptr<InodeTable> sharedInodes)
+    : FileAction(name),
       inodeTable(std::move(sharedInodes)),
       statisticNumber(inodeTable->addStatistic()) {
     TraceScope scope("CuStatAccum::CuStatAccum");

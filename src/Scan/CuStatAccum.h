@@ -44,6 +44,14 @@ public:
     void directoryEntered(FileAttributes* pDirInfo) override;
     void directoryLeft() override;
 
+protected:
+    CuStatAccum(const char* name, std::shared_ptr<InodeTable> sharedInodes);
+
+    void releaseInodeTableMap();
+
+    /// Below the directory that was entered first; -1 outside of it.
+    [[nodiscard]] std::int32_t getLevel() const { return level; }
+
 private:
     void addRankings(const CuStatDef& statistic, const Filesystem& filesystem);
     void addOwners(const CuStatDef& statistic, const Filesystem& filesystem);
@@ -53,7 +61,6 @@ private:
     void addFileTypes(const CuStatDef& statistic);
     void pushFront(std::unique_ptr<Accumulator> accumulator);
     void releaseAccumulators();
-    void releaseInodeTableMap();
 
     std::shared_ptr<InodeTable> inodeTable;     // inodes of several links that were met
     const std::size_t statisticNumber;          // of this one in the table

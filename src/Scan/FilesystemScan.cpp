@@ -7,11 +7,13 @@
 #include "Common/LogManager.h"
 #include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
+#include "Scan/Activator.h"
 #include "Scan/AgentScan.h"
 #include "Scan/CuStatAccum.h"
 #include "Scan/CuStatDef.h"
 #include "Scan/CuStatResults.h"
 #include "Scan/DirectoryReader.h"
+#include "Scan/MonDirAccum.h"
 #include "Scan/MonDirSpec.h"
 #include "Scan/ResultsByFS.h"
 #include "Scan/UberTable.h"
@@ -427,15 +429,14 @@ void FilesystemScan::walkFilesystem(FSRef* fsRef) {
     }
 }
 
-/// One action per statistic of the file system. Their order is the order of the calls.
+/// The actions of a walk, in the order of the calls: the directory statistics of each
+/// depth, what arms them, and one action per statistic of the file system.
 std::unique_ptr<FilesystemScan::Actions> FilesystemScan::makeActions(const FSRef& fsRef) const {
     TraceScope scope("FilesystemScan::makeActions");
     auto actions = std::make_unique<Actions>();
     const auto inodeTable = std::make_shared<InodeTable>();
-    ListElement* member = fsRef.associations;
-    for (std::int32_t i = 0; i < fsRef.monDirCount; ++i)
-        member = member->nextElement;
-    for (; member; member = member->nextElement) {
+    for (ListElement* member = addDirectoryActions(fsRef, *actions); member;
+         member = member->nextElement) {
         const auto* const assoc = static_cast<Assoc*>(member);
         auto accum = std::make_unique<CuStatAccum>(inodeTable);
         accum->buildAccum(assoc->tree->statistic, fsRef.filesystem);
@@ -443,4 +444,46 @@ std::unique_ptr<FilesystemScan::Actions> FilesystemScan::makeActions(const FSRef
         actions->add(std::move(accum), assoc->tree->selectNode.get());
     }
     return actions;
+}
+
+/// Adds the directory statistics of each depth, and behind them the activators; returns
+/// the first member behind the selections.
+ListElement* FilesystemScan::addDirectoryActions(const FSRef& fsRef, Actions& actions) {
+    TraceScope scope("FilesystemScan::addDirectoryActions");
+    std::map<std::int32_t, MonDirAccum*> chainOfDepth;  // the newest member of each
+    std::vector<std::unique_ptr<Activator>> activators;
+    ListElement* member = fsRef.associations;
+    for (std::int32_t i = 0; i < fsRef.monDirCount; ++i, member = member->nextElement) {
+        const auto* const selection = static_cast<MonDirSelection*>(member);
+        const auto [chain, isNew] = chainOfDepth.try_emplace(selection->depth, nullptr);
+        if (isNew)
+            chain->second = addChain(*selection->representative, fsRef.filesystem, actions);
+        activators.push_back(std::make_unique<Activator>(chain->second, selection->dirSpec));
+    }
+    appendActivators(std::move(activators), actions);
+    return member;
+}
+
+/// Adds the directory statistics of one depth; returns the last one, null if there are none.
+MonDirAccum* FilesystemScan::addChain(const MonDirSelection& representative,
+                                      Filesystem* filesystem, Actions& actions) {
+    TraceScope scope("FilesystemScan::addChain");
+    MonDirAccum* newest = nullptr;
+    for (ListElement* place = representative.associations; place; place = place->nextElement) {
+        const Tree* const tree = static_cast<Assoc*>(place)->tree;
+        auto accum = std::make_unique<MonDirAccum>(tree->statistic, filesystem, newest);
+        newest = accum.get();
+        actions.add(std::move(accum), tree->selectNode.get());
+    }
+    return newest;
+}
+
+/// Adds the activators, the newest first, each with the filter of its specification.
+void FilesystemScan::appendActivators(std::vector<std::unique_ptr<Activator>> activators,
+                                      Actions& actions) {
+    TraceScope scope("FilesystemScan::appendActivators");
+    for (auto activator = activators.rbegin(); activator != activators.rend(); ++activator) {
+        const SelectNode* const filter = (*activator)->getSelectNode();
+        actions.add(std::move(*activator), filter);
+    }
 }

@@ -12,12 +12,14 @@
 #include "Scan/FileType.h"
 #include "Scan/Selection.h"
 
+class Activator;
 class AgentScan;
 class CuStatDef;
 class DirectoryReaderFactory;
 class FileAction;
 class Filesystem;
 class GenericPrint;
+class MonDirAccum;
 class MonDirSpec;
 class Mounts;
 struct NasFiler;
@@ -180,6 +182,11 @@ private:
                                                               std::int32_t depth);
     void walkFilesystem(FSRef* fsRef);
     [[nodiscard]] std::unique_ptr<Actions> makeActions(const FSRef& fsRef) const;
+    [[nodiscard]] static ListElement* addDirectoryActions(const FSRef& fsRef, Actions& actions);
+    [[nodiscard]] static MonDirAccum* addChain(const MonDirSelection& representative,
+                                               Filesystem* filesystem, Actions& actions);
+    static void appendActivators(std::vector<std::unique_ptr<Activator>> activators,
+                                 Actions& actions);
     void completeSummary(const FSRef& fsRef);
     void printData(const FSRef& fsRef);
     void removeReferencesTo(const Filesystem* filesystem);

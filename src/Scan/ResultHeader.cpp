@@ -1,6 +1,5 @@
 #include "Scan/ResultHeader.h"
 
-#include "Common/EntityColumns.h"
 #include "Common/EntityNames.h"
 #include "Common/GenericPrint.h"
 #include "Probe/Domain.h"
@@ -11,16 +10,11 @@
 #include "Scan/FileScoreRule.h"
 #include "Scan/MonDirSpec.h"
 #include "Scan/SFileCandidate.h"
+#include "Scan/SMonDir.h"
 #include "Scan/UserOrGroup.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
-
-void printSMonDir(GenericPrint& out) {
-    out.headerRow(joinedRows(
-        FileAttributes::columnNames(),
-        {"smFilesystemID", "smDirectoryID", "smNewDirectory", "smScanTime", "smRemovedTime"}));
-}
 
 struct HeaderEntry {
     const char* type;
@@ -37,7 +31,7 @@ constexpr HeaderEntry kEntriesBehindAgentScan[] = {
     {entity::ResultsByFS,     nullptr                     },
     {entity::SDirectory,      SDirectory::printHeader     },
     {entity::SFile,           SFile::printHeader          },
-    {entity::SMonDir,         printSMonDir                },
+    {entity::SMonDir,         SMonDir::printHeader        },
     {entity::SSizeDist,       SSizeDist::printHeader      },
     {entity::SSummary,        SSummary::printHeader       },
     {entity::STimeDist,       STimeDist::printHeader      },

@@ -5,6 +5,7 @@
 #include "Common/GenericPrint.h"
 #include "Probe/Filesystem.h"
 #include "Scan/CuStatResults.h"
+#include "Scan/SMonDir.h"
 #include "common/ut/TraceScope.h"
 
 ResultsByFS::~ResultsByFS() {
@@ -15,6 +16,10 @@ ResultsByFS::~ResultsByFS() {
         rfResults = next;
     }
     // The source may be gone by now, so only one that is kept here can be asked.
+    if (dynamic_cast<SMonDir*>(keptSource.get()))
+        trTrace(naMax,
+                "ResultsByFS::~ResultsByFS() : INFO: The actual ResultsByFS results are for a "
+                "monitored directory.");
     if (dynamic_cast<Filesystem*>(keptSource.get()))
         trTrace(naMax,
                 "ResultsByFS::~ResultsByFS() : INFO: The actual ResultsByFS results are for a "
@@ -28,15 +33,29 @@ void ResultsByFS::printData(GenericPrint& out) const {
         results->printData(out);
     if (Filesystem* const source = filesystem())
         source->printData(out, false);
+    if (const SMonDir* const source = monitoredDirectory()) {
+        trTrace(naMax,
+                "ResultsByFS::printData() : INFO: Invoking printData() for the given "
+                "AnalysisSource instance.");
+        source->printData(out);
+    }
     out.endEntity(entity::ResultsByFS);
 }
 
 bool ResultsByFS::passes(std::int32_t fsID) const {
     TraceScope scope("ResultsByFS::passes");
+    if (fsID <= 0)
+        return true;
+    if (const SMonDir* const directory = monitoredDirectory())
+        return directory->smFilesystemID == fsID;
     const Filesystem* const source = filesystem();
-    return fsID <= 0 || !source || source->fsID == fsID;
+    return !source || source->fsID == fsID;
 }
 
 Filesystem* ResultsByFS::filesystem() const {
     return dynamic_cast<Filesystem*>(rfDirOrFS);
+}
+
+const SMonDir* ResultsByFS::monitoredDirectory() const {
+    return dynamic_cast<const SMonDir*>(rfDirOrFS);
 }

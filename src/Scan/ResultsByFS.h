@@ -9,6 +9,7 @@ class AnalysisSource;
 class CuStatResults;
 class Filesystem;
 class GenericPrint;
+class SMonDir;
 
 /// The results of one statistic on one file system or monitored directory.
 class ResultsByFS : public Object {
@@ -27,6 +28,9 @@ public:
 
     /// The source as a file system, null if it is none.
     [[nodiscard]] Filesystem* filesystem() const;
+
+    /// The source as a monitored directory, null if it is none.
+    [[nodiscard]] const SMonDir* monitoredDirectory() const;
 
     ResultsByFS* nextResultsByFS = nullptr;      // owned by the list's holder
     CuStatResults* rfResults = nullptr;          // owned, head of the list
