@@ -16,46 +16,41 @@ protected:
         otherSpec.mdsID = 2;
     }
 
-    /// The walk comes to a directory that the specification matches, but does not enter it.
-    void meets(const std::string& name, Activator& activator) {
-        FileAttributes attributes = file(name, 0, FA_DIRECTORY);
-        fire(attributes);
-        activator.actUpon(&scanner, &attributes);
-    }
-
-    void enters(const std::string& name) {
-        FileAttributes attributes = file(name, 0, FA_DIRECTORY);
-        for (MonDirAccum* const accum : {&older, &newer})
-            accum->directoryEntered(&attributes);
-    }
-
-    void leaves() {
-        for (MonDirAccum* const accum : {&older, &newer})
-            accum->directoryLeft();
-    }
-
-    void meetsFile(std::int32_t links = 1) {
-        FileAttributes attributes = file("file", 1);
-        attributes.faLinkCount = links;
-        fire(attributes);
-    }
-
-    void fire(FileAttributes& attributes) {
-        for (MonDirAccum* const accum : {&older, &newer})
-            accum->actUpon(&scanner, &attributes);
+    /// Tells the story of a walk: a name is a directory that one specification matches,
+    /// "both" one that both do, ">name" enters it, "<" leaves it, "." is a file and ":" a
+    /// file of two links.
+    void walk(std::initializer_list<const char*> story) {
+        for (const std::string step : story) {
+            const char kind = step[0];
+            FileAttributes entry = file(step.substr(kind == '>' ? 1 : 0), 1,
+                                        std::isalpha(kind) != 0 ? FA_DIRECTORY : FA_FILE);
+            entry.faLinkCount = kind == ':' ? 2 : 1;
+            for (MonDirAccum* const accum : {&older, &newer}) {
+                if (kind == '<')
+                    accum->directoryLeft();
+                else if (kind == '>')
+                    accum->directoryEntered(&entry);
+                else
+                    accum->actUpon(&scanner, &entry);
+            }
+            if (std::isalpha(kind) != 0)
+                one.actUpon(&scanner, &entry);
+            if (step == "both")
+                other.actUpon(&scanner, &entry);
+        }
     }
 
     /// "name files specifications" of each result of a statistic, the last one first.
     static std::string results(const CuStatDef& statistic) {
         std::string text;
-        for (const ResultsByFS* found = statistic.sdResults; found;
-             found = found->nextResultsByFS) {
-            const SMonDir* const directory = found->monitoredDirectory();
+        for (auto* found = statistic.sdResults; found; found = found->nextResultsByFS) {
             EXPECT_TRUE(found->passes(7) && !found->passes(8));
-            text += (text.empty() ? "" : ", ") + directory->faName + " " +
+            const SMonDir* const directory = found->monitoredDirectory();
+            text += directory->faName + " " +
                     std::to_string(found->rfResults->srSummary->sumFileCount) + " ";
             for (const auto& dirSpec : directory->smDirSpecs)
                 text += std::to_string(dirSpec->mdsID);
+            text += found->nextResultsByFS ? ", " : "";
         }
         return text;
     }
@@ -71,41 +66,20 @@ protected:
 }  // namespace
 
 TEST_F(MonDirAccumTest, EachDirectoryIsCountedByItselfForEachStatistic) {
-    meetsFile();  // in no monitored directory
-    meets("a", one);
-    meets("a", other);
-    enters("a");
-    meetsFile(2);
-    meetsFile(2);
-    enters("a/x");
-    meetsFile();
-    meets("a/x/y", one);
-    leaves();
-    leaves();
-    meetsFile();
-    meets("b", other);
-    enters("b");
-    meetsFile(2);  // a first link again: what "a" met is forgotten
-    leaves();
-    EXPECT_EQ("b 0 2, a 2 121", results(first));
+    // A link is a first link again in the second directory.
+    walk({".", "both", ">both", ":", ":", ">x", ".", "<", "<", ".", "b", ">b", ":", "<"});
+    EXPECT_EQ("b 0 1, both 2 12", results(first));
     EXPECT_EQ(results(first), results(second));
     EXPECT_EQ(first.sdResults->monitoredDirectory(), second.sdResults->monitoredDirectory());
 }
 
 TEST_F(MonDirAccumTest, ADirectoryThatIsNotEnteredLeavesNothing) {
-    meets("deep", one);
-    leaves();  // its parent
-    enters("next");
-    meetsFile();
-    leaves();
-    meets("deep", one);
-    enters("next");
-    leaves();
-    meets("deep", one);
-    meets("next", one);
-    enters("next");
-    meetsFile();
-    leaves();
+    walk({"deep", "<", ">next", ".", "<", "deep", ">next", "<", "deep", "next", ">next", ".",
+          "<"});
     EXPECT_EQ("next 1 1", results(first));
-    Activator(nullptr, &oneSpec).actUpon(&scanner, scanner.getCurrentFile());
+}
+
+TEST_F(MonDirAccumTest, AMatchInsideAMonitoredDirectoryNamesItsSpecificationOnceMore) {
+    walk({"a", ">a", "b", ">b", ".", "<", "<"});
+    EXPECT_EQ("a 1 11", results(first));
 }
