@@ -97,31 +97,19 @@ public:
     /// False if the expression was refused, for the reason given.
     bool read(std::string& refusal) {
         TraceScope scope("MaskMatcher::Reader::read");
-        bool open = true;  // nothing has bound the match to the end of the text
         for (place = 1; place < expression.size();) {
             const char byte = expression[place];
-            if (byte == '$' && place + 1 == expression.size()) {
-                open = false;
-                break;
-            }
-            if (byte == '[') {
-                if (!readSet(refusal))
-                    return false;
-            } else if (byte == '\\') {
-                if (!readEscape(refusal))
-                    return false;
-            } else {
-                ++place;
-                if (byte == '*')
-                    repeatLast();
-                else if (byte == '.')
-                    addSet(PieceKind::SET, ".", allBut('\0'));
-                else
-                    addByte(byte);
-            }
+            if (byte == '$' && place + 1 == expression.size())
+                return true;
+            const bool done = byte == '['    ? readSet(refusal)
+                              : byte == '\\' ? readEscape(refusal)
+                              : byte == '*'  ? repeatLast(refusal)
+                                             : readByte();
+            if (!done)
+                return false;
         }
-        if (open)
-            addSet(PieceKind::RUN, ".", allBut('\0'));
+        // Nothing binds the match to the end of the text.
+        addSet(PieceKind::RUN, ".", allBut('\0'));
         return true;
     }
 
@@ -188,24 +176,42 @@ private:
         add(kind, known->second, 0);
     }
 
-    /// A "*": the last byte or set any number of times. A repeated piece stays as it is.
-    void repeatLast() {
+    bool readByte() {
+        const char byte = expression[place++];
+        if (byte == '.')
+            addSet(PieceKind::SET, ".", allBut('\0'));
+        else
+            addByte(byte);
+        return true;
+    }
+
+    /// A "*": the last byte or set any number of times.
+    bool repeatLast(std::string& refusal) {
+        ++place;
         if (matcher.pieces.empty()) {
             addByte('*');
         } else if (matcher.pieces.back().kind == PieceKind::SET) {
             matcher.pieces.back().kind = PieceKind::RUN;
         } else if (matcher.pieces.back().kind == PieceKind::TEXT) {
-            std::string& text = matcher.texts.back();
-            ByteSet bytes{};
-            bytes[static_cast<unsigned char>(text.back())] = true;
-            const std::string written = {'\\', text.back()};
-            text.pop_back();
-            if (text.empty()) {
-                matcher.texts.pop_back();
-                matcher.pieces.pop_back();
-            }
-            addSet(PieceKind::RUN, written, bytes);
+            repeatByte();
+        } else {
+            refusal = "Repetition of what is repeated";
+            return false;
         }
+        return true;
+    }
+
+    void repeatByte() {
+        std::string& text = matcher.texts.back();
+        const char byte = text.back();
+        text.pop_back();
+        if (text.empty()) {
+            matcher.texts.pop_back();
+            matcher.pieces.pop_back();
+        }
+        ByteSet bytes{};
+        bytes[static_cast<unsigned char>(byte)] = true;
+        addSet(PieceKind::RUN, {'\\', byte}, bytes);
     }
 
     const std::string_view expression;
