@@ -132,7 +132,8 @@ private:
     bool equal(char letter) {
         const std::uint32_t bits = letter == 'P' || letter == 'T' ? number() : 0;
         if (letter == 'P' || letter == 'T')
-            return (letter == 'P' ? entry.attributes & bits : entry.type + 0U) == bits;
+            return (letter == 'P' ? entry.attributes & bits
+                                  : static_cast<std::uint32_t>(entry.type)) == bits;
         const std::string mask =
             letter == 'F' || letter == 'U' || letter == 'G' ? text() : throw Unreadable();
         if (letter == 'F')
