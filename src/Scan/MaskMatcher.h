@@ -52,6 +52,8 @@ private:
     void filterByText(std::string_view text, const std::string& wanted) const;
     void filterBySet(std::string_view text, const ByteSet& set) const;
     void run(std::string_view text, const ByteSet& set) const;
+    void runToText(std::string_view text, const ByteSet& set, const std::string& wanted) const;
+    [[nodiscard]] bool runsToEnd(std::string_view text, const ByteSet& set) const;
     void components(std::string_view text) const;
     void below(std::string_view text) const;
 
