@@ -20,7 +20,7 @@ void Activator::actUpon(Scanner* /*pScanner*/, FileAttributes* pInfo) {
             target->setDirectory(found);
         directory = found.get();
     }
-    // Meant: a match inside a directory that is monitored already names its specification
+    // Meant: a match inside a directory that is monitored already names its MonDirSpec
     // once more, for the outer directory.
     directory->smDirSpecs.push_back(dirSpec->copy());
 }

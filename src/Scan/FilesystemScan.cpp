@@ -478,7 +478,7 @@ MonDirAccum* FilesystemScan::addChain(const MonDirSelection& representative,
     return newest;
 }
 
-/// Adds the activators, the newest first, each with the filter of its specification.
+/// Adds the activators, the newest first, each with the filter of its MonDirSpec.
 void FilesystemScan::appendActivators(std::vector<std::unique_ptr<Activator>> activators,
                                       Actions& actions) {
     TraceScope scope("FilesystemScan::appendActivators");

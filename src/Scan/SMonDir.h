@@ -9,7 +9,7 @@
 #include "Scan/MonDirSpec.h"
 
 /// A monitored directory that was found during a walk: its attributes, and the
-/// specifications that match it. All statistics of the directory share one.
+/// MonDirSpecs that match it. All statistics of the directory share one.
 class SMonDir : public FileAttributes, public AnalysisSource {
 public:
     static constexpr std::int32_t kNotEntered = -1;
@@ -18,7 +18,7 @@ public:
 
     static void printHeader(GenericPrint& out);
 
-    /// Writes the entity, with the specifications, the owner and the group.
+    /// Writes the entity, with the MonDirSpecs, the owner and the group.
     void printData(GenericPrint& out) const;
 
     /// Its attributes are known from here on.

@@ -27,7 +27,7 @@
 ///     FileAction            what the walk calls
 ///       CuStatAccum         one statistic on one file system: hard links, then the sinks
 ///         MonDirAccum       a directory statistic, in one monitored directory after another
-///       Activator           arms those when a directory matches its specification
+///       Activator           arms those when a directory matches its MonDirSpec
 ///     Accumulator           a sink: SummaryAccum
 ///     ResultsByFS, CuStatResults, SSummary  results, and how they are written
 ///     ResultHeader          the header block of the result file

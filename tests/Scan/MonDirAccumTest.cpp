@@ -7,7 +7,7 @@
 
 namespace {
 
-/// A walk with two directory statistics of one depth, which two specifications arm.
+/// A walk with two directory statistics of one depth, which two MonDirSpecs arm.
 class MonDirAccumTest : public AccumTest {
 protected:
     MonDirAccumTest() {
@@ -16,7 +16,7 @@ protected:
         otherSpec.mdsID = 2;
     }
 
-    /// Tells the story of a walk: a name is a directory that one specification matches,
+    /// Tells the story of a walk: a name is a directory that one MonDirSpec matches,
     /// "both" one that both do, ">name" enters it, "<" leaves it, "." is a file and ":" a
     /// file of two links.
     void walk(std::initializer_list<const char*> story) {
@@ -40,7 +40,7 @@ protected:
         }
     }
 
-    /// "name files specifications" of each result of a statistic, the last one first.
+    /// "name files MonDirSpecs" of each result of a statistic, the last one first.
     static std::string results(const CuStatDef& statistic) {
         std::string text;
         for (auto* found = statistic.sdResults; found; found = found->nextResultsByFS) {
@@ -67,7 +67,7 @@ protected:
 
 TEST_F(MonDirAccumTest, EachDirectoryIsCountedByItselfForEachStatistic) {
     // In the second directory a link is a first link again. Meant: a match inside a
-    // monitored directory names its specification once more.
+    // monitored directory names its MonDirSpec once more.
     walk({".", "both", ">both", ":", ":", "x", ">x", ".", "<", "<", ".", "b", ">b", ":", "<"});
     EXPECT_EQ("b 0 1, both 2 121", results(first));
     EXPECT_EQ(results(first), results(second));

@@ -18,7 +18,7 @@ struct Statistic {
     std::string clause;
 };
 
-constexpr const char* kSpecifications[] = {"/d1", "/d?", "/d[!2]/e*", "/d1/e1", "/*/e2/g118"};
+constexpr const char* kMonDirPaths[] = {"/d1", "/d?", "/d[!2]/e*", "/d1/e1", "/*/e2/g118"};
 
 /// Ten and twenty days before the walk are -864000 and -1728000 seconds.
 std::vector<Statistic> statistics(const std::string& mountPoint) {
@@ -58,12 +58,11 @@ struct Entry : PlainEntry {
         owner = status.st_uid == 1 ? "daemon" : std::to_string(status.st_uid);
     }
 
-    /// The last of the specifications that a directory matches, "" if it matches none.
-    [[nodiscard]] std::string specification() const {
+    /// The last of the MonDirSpecs that a directory matches, "" if it matches none.
+    [[nodiscard]] std::string lastMatch() const {
         std::string last;
-        for (std::size_t i = 0; i < std::size(kSpecifications); ++i) {
-            if (type == 3 &&
-                fnmatch(kSpecifications[i], ("/" + path).c_str(), FNM_PATHNAME) == 0)
+        for (std::size_t i = 0; i < std::size(kMonDirPaths); ++i) {
+            if (type == 3 && fnmatch(kMonDirPaths[i], ("/" + path).c_str(), FNM_PATHNAME) == 0)
                 last = std::to_string(i);
         }
         return last;
@@ -103,9 +102,9 @@ protected:
 
     [[nodiscard]] std::string definition() const {
         std::ostringstream text;
-        for (std::size_t i = 0; i < std::size(kSpecifications); ++i)
+        for (std::size_t i = 0; i < std::size(kMonDirPaths); ++i)
             text << "[MonDirSpec]\n"
-                 << i << ",\"" << mountPoint << kSpecifications[i] << "\"\n[/MonDirSpec]\n";
+                 << i << ",\"" << mountPoint << kMonDirPaths[i] << "\"\n[/MonDirSpec]\n";
         int id = 0;
         for (const Statistic& statistic : statistics(mountPoint))
             text << "[CuStatDef]\n"
@@ -143,7 +142,7 @@ protected:
     }
 
     /// "statistic: counts" of each result, of a monitored directory with its path and the
-    /// first of the specifications that it shows.
+    /// first of the MonDirSpecs that it shows.
     [[nodiscard]] std::multiset<std::string> expectedRows() const {
         std::multiset<std::string> rows;
         rows.insert("100: " + counted({1, ""}, entries.front()));
@@ -153,9 +152,9 @@ protected:
             if (statistic.type != 0)
                 rows.insert(start + counted(statistic, entries.front()));
             for (const Entry& entry : entries) {
-                if (statistic.type == 0 && !entry.specification().empty())
+                if (statistic.type == 0 && !entry.lastMatch().empty())
                     rows.insert(start + counted(statistic, entry) + " " + entry.root +
-                                entry.path + " " + entry.specification());
+                                entry.path + " " + entry.lastMatch());
             }
         }
         return rows;
@@ -165,7 +164,7 @@ protected:
     static std::multiset<std::string> writtenRows(const ScanRun& run) {
         std::multiset<std::string> rows;
         const std::vector<ScanRun::Record> directories = run.records("SMonDir");
-        const std::vector<ScanRun::Record> specifications = run.records("MonDirSpec");
+        const std::vector<ScanRun::Record> monDirSpecs = run.records("MonDirSpec");
         std::size_t next = 0;
         for (ScanRun::Record& summary : run.records("SSummary")) {
             const std::string id = summary["sumStatisticID"];
@@ -173,7 +172,7 @@ protected:
                               summary["sumDirectoryCount"] + " " + summary["sumTotalSize"];
             if (id >= "7") {
                 row += " " + directories.at(next).at("faName") + " " +
-                       specifications.at(std::size(kSpecifications) + next).at("mdsID");
+                       monDirSpecs.at(std::size(kMonDirPaths) + next).at("mdsID");
                 ++next;
             }
             rows.insert(row);
