@@ -1,27 +1,13 @@
 #include <sys/statvfs.h>
 
-#include <gtest/gtest.h>
-
-#include "Common/LogManager.h"
-#include "Common/unix/psmsgutil.h"
 #include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
-#include "common/nls/nls.h"
-#include "support/TempTree.h"
+#include "support/LogTest.h"
 
 namespace {
 
-class MountsTest : public testing::Test {
+class MountsTest : public LogTest {
 protected:
-    MountsTest() {
-        EXPECT_EQ(0, setupMessages("cvnna.cat", "cvnna.cat", "", SCAN_NLS_DIR));
-        logManager = std::make_unique<LogManager>(tree.path("log"));
-    }
-    ~MountsTest() override {
-        logManager.reset();
-        nlClose();
-    }
-
     /// The rows of a mount table: "device|mount point|type|options", a line for each.
     std::string rows(const std::string& text) const {
         tree.write("mtab", text);
@@ -31,7 +17,6 @@ protected:
             t += row.device + "|" + row.mountPoint + "|" + row.type + "|" + row.options + "\n";
         return t;
     }
-    bool logged(const std::string& end) const { return tree.read("log").ends_with(end + "\n"); }
     int physicalSize(const std::string& device, const std::string& type) {
         Mounts row;
         row.device = tree.path(device);
@@ -39,7 +24,6 @@ protected:
         return Mounts::GetPhysicalSize(filesystem, row);
     }
 
-    TempTree tree;
     Filesystem filesystem;
 };
 
@@ -52,14 +36,15 @@ TEST_F(MountsTest, ReadsTheRowsThatAreStorage) {
              "x none swap sw 0 0\nmap /m autofs4 rw 0 0\nx /x auto rw 0 0"));
     // Of a row that is longer than the buffer only one whose type was read counts.
     const std::string last = std::string(2000, 'x') + " /d /f\n\nh:/a\\043b /m nfs4 rw 0 0\n";
-    for (const std::size_t length : {1012, 1013, 1014, 1018, 1 << 16}) {
+    for (const std::size_t length : {1012U, 1013U, 1014U, 1018U, 65536U}) {
         const std::string whole = "/m/" + std::string(length, 'x');
         EXPECT_TRUE(rows("/d " + whole + " nfs4 rw 0 0\nonly\n" + last) ==
                     (length == 1012 ? "/d|" + whole + "|nfs4|\n" : "") + "h:/a#b|/m|nfs4|\n")
             << length;
     }
     EXPECT_FALSE(Mounts(tree.path("none")).openMnttab());
-    EXPECT_TRUE(logged("opened: " + tree.path("none") + " - No such file or directory"));
+    EXPECT_TRUE(
+        logged("STA0094E", "opened: " + tree.path("none") + " - No such file or directory"));
 }
 
 TEST_F(MountsTest, AClusterIsNamedByItsFirstDirectory) {
@@ -69,7 +54,7 @@ TEST_F(MountsTest, AClusterIsNamedByItsFirstDirectory) {
     const std::string full = "any " + tree.path("full") + " grfs2 rw 0 0\n";
     const std::string row = "cluster1|" + tree.path("full") + "|gridfs|\n";
     EXPECT_EQ(row, rows(full + "any " + tree.path("full/.hidden") + " gridfs rw 0 0\n" + full));
-    EXPECT_TRUE(logged("STA0622E No cluster name was found."));
+    EXPECT_TRUE(logged("STA0622E", "No cluster name was found."));
     EXPECT_EQ("", rows("any /no/such gridfs rw 0 0\n" + full));
     EXPECT_NE(std::string::npos, tree.read("log").find("STA0620E"));
 }
@@ -95,7 +80,7 @@ TEST_F(MountsTest, FillsTheSpaceFigures) {
     }
     row.mountPoint = "/no/such";
     EXPECT_EQ(12, row.statFS(filesystem, 0));
-    EXPECT_TRUE(logged("/no/such - No such file or directory"));
+    EXPECT_TRUE(logged("STA0096E", "/no/such - No such file or directory"));
 }
 
 TEST_F(MountsTest, ReadsTheSizeOfADeviceInItsSuperBlock) {
@@ -117,7 +102,7 @@ TEST_F(MountsTest, ReadsTheSizeOfADeviceInItsSuperBlock) {
     EXPECT_EQ(8, physicalSize("short", "fat"));
     EXPECT_EQ(4, physicalSize("none", "msdos"));
     EXPECT_EQ(8, physicalSize("fifo", "ext3"));
-    EXPECT_TRUE(logged("ext3 - Illegal seek"));
+    EXPECT_TRUE(logged("STA0098E", "ext3 - Illegal seek"));
 }
 
 }  // namespace

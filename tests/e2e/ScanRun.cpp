@@ -150,13 +150,15 @@ std::string requestFor(const std::vector<RequestedFilesystem>& filesystems,
                        const std::string& more) {
     std::ostringstream text;
     text << "[Header]\n[AgentScan]\nasJobName,asScanningCompID\n"
-            "[Filesystem]\nfsID,fsMountPoint\n"
+            "[Filesystem]\nfsID,fsMountPoint\n[LdapTree]\nltComputerID\n"
+            "[NasFiler]\nnfComputerID,nfName,nfNetworkName,nfIPAddress,nfOSType\n"
             "[MonDirSpec]\nmdsID,mdsPath\n"
             "[CuStatDef]\nsdID,sdCreator,sdName,sdType,sdSummary,sdWhereClause\n[/Header]\n"
             "[AgentScan]\n\"job\",42\n";
     for (const RequestedFilesystem& filesystem : filesystems)
         text << "[Filesystem]\n"
-             << filesystem.id << ",\"" << filesystem.mountPoint << "\"\n[/Filesystem]\n";
+             << filesystem.id << ",\"" << filesystem.mountPoint << "\"\n"
+             << filesystem.children << "[/Filesystem]\n";
     text << "[CuStatDef]\n100,\"sys\",\"builtin\",3,\"Y\",null\n[/CuStatDef]\n"
          << more << "[/AgentScan]\n";
     return text.str();

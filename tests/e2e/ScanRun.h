@@ -68,6 +68,7 @@ public:
 struct RequestedFilesystem {
     int id;
     std::string mountPoint;
+    std::string children = {};  // entities within
 };
 
 /// A definition that asks for the built-in summary (statistic 100) of the file systems;

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <memory>
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "Common/LogManager.h"
@@ -10,7 +7,7 @@
 #include "common/nls/nls.h"
 #include "support/TempTree.h"
 
-/// A test with an activity log of its own.
+/// A test with an activity log of its own, the file "log" of its tree.
 class LogTest : public testing::Test {
 protected:
     LogTest() {
@@ -22,12 +19,10 @@ protected:
         nlClose();
     }
 
-    /// The last line of the log, without date and time.
-    [[nodiscard]] std::string lastLogged() const {
+    /// True if `id` was logged, and the log ends with this text.
+    [[nodiscard]] bool logged(const std::string& id, const std::string& end = "") const {
         const std::string log = tree.read("log");
-        const std::size_t before =
-            log.size() < 2 ? std::string::npos : log.rfind('\n', log.size() - 2);
-        return log.substr((before == std::string::npos ? 0 : before + 1) + 24);
+        return log.find(" " + id + " ") != std::string::npos && log.ends_with(end + "\n");
     }
 
     const TempTree tree;
