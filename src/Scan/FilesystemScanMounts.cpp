@@ -143,7 +143,7 @@ std::vector<std::string> FilesystemScan::candidateKeys(const Filesystem& filesys
     for (const std::string& name : names) {
         for (const std::string& path : paths) {
             if (!name.empty())
-                keys.push_back(name + ":" + path);
+                keys.emplace_back(name).append(":").append(path);
         }
     }
     return keys;
