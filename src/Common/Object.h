@@ -11,6 +11,7 @@ public:
 protected:
     Object(const Object&) = default;
     /// The class stays: a record takes over the values of its base alone.
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is assigned
     Object& operator=(const Object& /*other*/) noexcept { return *this; }
 
 private:
