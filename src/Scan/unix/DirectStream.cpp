@@ -64,15 +64,18 @@ int DirectStream::next(const char*& name) {
     TraceScope scope("DirectStream::next");
     name = nullptr;
     if (position == filled) {
-        const ssize_t bytes = getdents64(fd.get(), buffer.data(), buffer.size());
-        if (bytes < 0)
-            return errno;
+        if (!buffer)
+            buffer.reset(new Buffer);
+        const ssize_t bytes = getdents64(fd.get(), buffer->records.data(), kBufferSize);
+        const int error = errno;
         position = 0;
-        filled = static_cast<std::size_t>(bytes);
-        if (filled == 0)
-            return 0;
+        filled = bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
+        if (filled == 0) {
+            buffer.reset();
+            return bytes < 0 ? error : 0;
+        }
     }
-    const auto* const record = reinterpret_cast<const dirent64*>(&buffer[position]);
+    const auto* const record = reinterpret_cast<const dirent64*>(&buffer->records[position]);
     position += record->d_reclen;
     name = record->d_name;
     return 0;

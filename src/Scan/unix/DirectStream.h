@@ -31,8 +31,12 @@ private:
     // Large enough that most directories take one call, small enough for 200 levels.
     static constexpr std::size_t kBufferSize = 32768;
 
+    struct Buffer {
+        alignas(8) std::array<char, kBufferSize> records;  // of getdents64
+    };
+
     UniqueFd fd;
-    std::size_t position = 0;                         // of the next record in the buffer
-    std::size_t filled = 0;                           // bytes in the buffer
-    alignas(8) std::array<char, kBufferSize> buffer;  // records of getdents64
+    std::size_t position = 0;        // of the next record in the buffer
+    std::size_t filled = 0;          // bytes in the buffer
+    std::unique_ptr<Buffer> buffer;  // from the first name to the last
 };
