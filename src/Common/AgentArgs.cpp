@@ -152,6 +152,14 @@ int setSidRunNumber(const char* value, AgentArgs& args) {
     return 0;
 }
 
+int setReadAhead(const char* value, AgentArgs& args) {
+    TraceScope scope("setReadAhead");
+    if (!value)
+        return args.missing("readahead not specified");
+    args.readAhead = std::max(number(value), 0);
+    return 0;
+}
+
 int setNfsTimeout(const char* value, AgentArgs& args) {
     TraceScope scope("setNfsTimeout");
     if (!value)
@@ -224,14 +232,15 @@ constexpr TableRow kScanOptions[] = {
     {"serverport",   11, setServerPort,   true },
     {"sidrunnumber", 12, setSidRunNumber, true },
     {"profile",      13, setProfile,      true },
+    {"readahead",    14, setReadAhead,    true },
     {nullptr,        0,  nullptr,         false},
 };
 
 // One row per command, row 0 for none; a 1 allows the option of that column.
-constexpr unsigned char kScanMatrix[][14] = {
-    {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
-    {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
-    {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+constexpr unsigned char kScanMatrix[][15] = {
+    {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+    {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
+    {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
 };
 
 /// The row whose name the word has behind its "-", in any case; null if there is none.

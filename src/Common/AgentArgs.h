@@ -88,6 +88,7 @@ public:
     std::string profile;
     int command = 0;     // kCommandScan or kCommandVersion
     int nfsTimeout = 0;  // seconds, 0 for none
+    int readAhead = 0;   // helper threads of a walk, 0 to read on the scan thread alone
     std::string lastError;
     std::int64_t startTime = -1;  // seconds since the epoch
     std::int64_t endTime = -1;    // seconds; nobody sets it, -1 stands for now

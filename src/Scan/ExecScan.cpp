@@ -236,6 +236,7 @@ void ExecScan::writeResults(AgentScan& request) {
     fsScan = std::make_unique<FilesystemScan>();
     genericPrint = std::make_unique<GenericPrint>(GenericPrint::ENTITIES, cmdArgs->dataFile);
     fsScan->setGenericPrint(genericPrint.get());
+    fsScan->setReadAhead(cmdArgs->readAhead);
 
     AgentScan::printHeader(*genericPrint);
     genericPrint->startEntity(entity::AgentScan);

@@ -413,6 +413,7 @@ void FilesystemScan::walkFilesystem(FSRef* fsRef) {
                                                  userTable.get(), factory.get(),
                                                  fsRef->mountPath, nfsTimeout);
     scanner->setFileTypeMap(&fileTypeMap);
+    scanner->setReadAhead(readAhead);
     const std::int32_t walkCode = scanner->scan();
     const bool fsGood = walkCode <= kSkipped;
     runningCode = std::max(runningCode, std::min(walkCode, kSkipped));

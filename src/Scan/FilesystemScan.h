@@ -95,6 +95,9 @@ public:
     /// `print` must outlive the scan.
     void setGenericPrint(GenericPrint* print) { genericPrint = print; }
 
+    /// Walks read ahead with so many helper threads; 0 for none.
+    void setReadAhead(std::int32_t helpers) { readAhead = helpers; }
+
     /// Runs the scan: 0; 4 if something was skipped or failed and was reported; 12 if there
     /// is nothing to scan. `timeout` is in seconds, 0 for none. Failures of writing and a
     /// request to stop leave as exceptions.
@@ -195,6 +198,7 @@ private:
     GenericPrint* genericPrint = nullptr;  // not owned
     AgentScan* scanObject = nullptr;       // not owned
     std::int32_t nfsTimeout = 0;           // seconds, 0 for none
+    std::int32_t readAhead = 0;            // helper threads of a walk
     std::int32_t runningCode = 0;          // only rises
     std::int32_t goodFilesystems = 0;
     ListElement* fsAnchor = nullptr;                 // owned FSRefs in request order

@@ -127,9 +127,8 @@ bool Scanner::statRoot() {
         reader.setHandle(nullptr);
         return false;
     }
-    rootDevice = static_cast<std::int32_t>(place->device);
-    rootMountId = place->mountId;
-    deviceTells = !reader.getHandle() || reader.getHandle()->deviceTells();
+    root.identity = *place;
+    root.deviceTells = !reader.getHandle() || reader.getHandle()->deviceTells();
     return true;
 }
 
@@ -284,20 +283,13 @@ void Scanner::forgetEntry() {
     selectedCount = 0;
 }
 
-bool Scanner::isHere(const EntryIdentity& place) const {
-    const bool mountTells = rootMountId != 0 && place.mountId != 0;
-    if (mountTells && place.mountId != rootMountId)
-        return false;
-    return !deviceTells || static_cast<std::int32_t>(place.device) == rootDevice;
-}
-
 void Scanner::placeEntry(const std::optional<EntryIdentity>& place) {
     if (!place) {
         forgetEntry();
         return;
     }
     currentIdentity = *place;
-    if (!isHere(*place))
+    if (!root.holds(*place))
         currentFile->faType = FA_ELSEWHERE;
 }
 

@@ -52,6 +52,10 @@ public:
     /// a ScanAbortException through.
     [[nodiscard]] std::int32_t scan();
 
+    /// Reads ahead with so many helper threads; 0, the default, for none. Before scan().
+    void setReadAhead(std::int32_t helpers) { readAhead = helpers; }
+    [[nodiscard]] std::int32_t getReadAhead() const { return readAhead; }
+
     /// Start of the walk, seconds since the epoch.
     [[nodiscard]] std::int32_t getScanTime() const { return scanTime; }
     [[nodiscard]] Filesystem* getFilesystem() const { return filesystem; }
@@ -108,6 +112,7 @@ protected:
     std::unique_ptr<LocalPathInfo> localPath;  // null if both paths are the same
     std::string path;                          // the current directory
     const std::int32_t nfsTimeout;             // seconds, 0 for none
+    std::int32_t readAhead = 0;                // helper threads
 
 private:
     [[nodiscard]] std::int32_t openRoot();
@@ -122,7 +127,6 @@ private:
     void fireLeft();
     void countEntry();
     void forgetEntry();
-    [[nodiscard]] bool isHere(const EntryIdentity& place) const;
     [[nodiscard]] std::string plexSnapshotDirectory() const;
     [[nodiscard]] bool isSnapshot(const std::string& snapshotDirectory) const;
 
@@ -130,9 +134,7 @@ private:
     UserTable* userTable;                    // not owned
     const std::vector<FileAction*> actions;  // members not owned
     DirectoryReaderFactory* factory;         // not owned
-    std::int32_t rootDevice = 0;             // low 32 bits
-    std::uint64_t rootMountId = 0;           // 0 where the kernel does not tell
-    bool deviceTells = true;                 // see DirectoryStream::deviceTells()
+    WalkPlace root;
     std::int32_t scanTime = 0;
     std::vector<std::unique_ptr<DirectoryReader>> arrayReader;  // one per level
     std::unique_ptr<FileAttributes> currentFile;

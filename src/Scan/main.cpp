@@ -19,6 +19,7 @@
 ///     Scanner, ScannerUnix  depth first over one file system
 ///     DirectoryReader, DirectoryReaderUnix  one directory: next entry, attributes, filters
 ///     DirectoryStream, DirectStream  the open directory: the only place that asks the system
+///     ReadAhead, AheadStream, AheadDirectory  the same, read ahead on helper threads
 ///     FileAttributes        the entry at hand, as statistics see it; FileInfo as filters do
 ///     PlexSnapshot          the directory of snapshots that a walk leaves out
 ///     UnixUserTable, UberTable  owners and groups (UserOrGroup) by number and by name

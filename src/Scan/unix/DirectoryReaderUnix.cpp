@@ -10,6 +10,7 @@
 #include "Scan/FileInfo.h"
 #include "Scan/Scanner.h"
 #include "Scan/unix/DirectStream.h"
+#include "Scan/unix/ReadAhead.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
 
@@ -59,6 +60,9 @@ std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& pa
     int rc = 0;
     if (firstReader) {
         rc = DirectStream::openRoot(scanner->localPathOf(path), stream);
+        if (rc == 0 && scanner->getReadAhead() > 0)
+            stream = ReadAhead::over(std::move(stream),
+                                     static_cast<unsigned>(scanner->getReadAhead()));
     } else {
         const char* const name = path.c_str() + path.rfind('/') + 1;
         rc = scanner->containingStream()->open(name, scanner->getCurrentIdentity(), stream);

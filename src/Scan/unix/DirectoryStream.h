@@ -8,7 +8,9 @@
 ///
 /// Everything is relative to the open directory, so that no user can slip another tree
 /// under a running walk, and paths have no limit here. Codes are 0 or an errno value.
-/// Used by the scan thread only; an implementation may employ threads of its own.
+///
+/// Names are read by one thread at a time. Attributes and open() of one directory may be
+/// asked for by several threads at once.
 class DirectoryStream {
 public:
     DirectoryStream() = default;

@@ -27,3 +27,19 @@ struct EntryStat {
     std::int64_t accessed = 0;  // seconds since the epoch, like the next
     std::int64_t modified = 0;
 };
+
+/// Where a walk takes place: the file system of its root.
+struct WalkPlace {
+    EntryIdentity identity;   // of the root
+    bool deviceTells = true;  // see DirectoryStream::deviceTells()
+
+    /// True if an object lies on that file system, and not on one mounted below it. The
+    /// device counts with its low 32 bits.
+    [[nodiscard]] bool holds(const EntryIdentity& object) const {
+        const bool mountTells = identity.mountId != 0 && object.mountId != 0;
+        if (mountTells && object.mountId != identity.mountId)
+            return false;
+        return !deviceTells || static_cast<std::uint32_t>(object.device) ==
+                                   static_cast<std::uint32_t>(identity.device);
+    }
+};

@@ -1,0 +1,83 @@
+#include "Scan/unix/AheadStream.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "Scan/unix/ReadAhead.h"
+#include "common/ut/TraceScope.h"
+
+AheadStream::AheadStream(std::shared_ptr<ReadAhead> crew, std::shared_ptr<AheadDirectory> known)
+    : ahead(std::move(crew)), directory(std::move(known)) {}
+
+AheadStream::~AheadStream() {
+    TraceScope scope("AheadStream::~AheadStream");
+    dropBlock();
+    ahead->cancel(directory);
+}
+
+int AheadStream::next(const char*& name) {
+    TraceScope scope("AheadStream::next");
+    if (block) {
+        // A directory that the walk has not entered by now it never will.
+        if (block->entries[index].child)
+            ahead->cancel(block->entries[index].child);
+        ++index;
+    }
+    if (!block || index == block->entries.size()) {
+        dropBlock();
+        block = ahead->take(*directory);
+        index = 0;
+    }
+    name = block ? block->nameOf(block->entries[index]) : nullptr;
+    return block ? 0 : std::exchange(directory->readRc, 0);
+}
+
+int AheadStream::attributes(const char* name, EntryStat& result) {
+    TraceScope scope("AheadStream::attributes");
+    const AheadEntry* const entry = current(name);
+    if (!entry)
+        return directory->stream ? directory->stream->attributes(name, result) : EBADF;
+    result = entry->stat;
+    return entry->rc;
+}
+
+int AheadStream::open(const char* name, const EntryIdentity& expected,
+                      std::unique_ptr<DirectoryStream>& child) {
+    TraceScope scope("AheadStream::open");
+    AheadEntry* const entry = current(name);
+    std::shared_ptr<AheadDirectory> known =
+        entry ? std::exchange(entry->child, nullptr) : nullptr;
+    int rc = EBADF;
+    if (known) {
+        rc = ahead->open(*known);
+    } else if (directory->stream) {
+        std::unique_ptr<DirectoryStream> opened;
+        rc = directory->stream->open(name, expected, opened);
+        if (rc == 0)
+            known = ahead->adopt(std::move(opened), directory->depth + 1);
+    }
+    if (rc == 0)
+        child = std::make_unique<AheadStream>(ahead, std::move(known));
+    return rc;
+}
+
+bool AheadStream::deviceTells() {
+    TraceScope scope("AheadStream::deviceTells");
+    return !directory->stream || directory->stream->deviceTells();
+}
+
+/// The entry at hand if that is its name; the walk asks for no other by name.
+AheadEntry* AheadStream::current(const char* name) {
+    if (!block || name[0] == '\0')
+        return nullptr;
+    AheadEntry& entry = block->entries[index];
+    const char* const known = block->nameOf(entry);
+    return name == known || std::strcmp(name, known) == 0 ? &entry : nullptr;
+}
+
+void AheadStream::dropBlock() {
+    if (block)
+        ahead->release(*block);
+    block.reset();
+}

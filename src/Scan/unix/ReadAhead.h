@@ -1,0 +1,101 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "Scan/unix/AheadDirectory.h"
+
+/// Reads directories and attributes ahead of the scan thread, on helper threads.
+///
+/// What a directory holds becomes known in blocks: names first, then the attributes of each
+/// block by any helper, and the directories among them are opened and read in turn, the ones
+/// that the walk reaches first before the others. The scan thread takes entries strictly in
+/// the order of the plain walk; what it needs and nobody has begun it does itself, so that it
+/// never waits for work that waits. It alone runs filters and statistics.
+///
+/// Bounded: what is known and not yet taken has at most 16 MiB, and what the
+/// helpers hold at that moment; directories are opened ahead up to half of the descriptors that
+/// the process may have; beyond a bound helpers wait and the scan thread goes on by itself.
+///
+/// The streams below are used by several threads at once, see DirectoryStream.
+class ReadAhead : public std::enable_shared_from_this<ReadAhead> {
+public:
+    static constexpr unsigned kMostHelpers = 256;
+
+    /// A root that reads as `root` does, with so many helper threads. Those end with the last
+    /// of the streams that come from it.
+    [[nodiscard]] static std::unique_ptr<DirectoryStream> over(
+        std::unique_ptr<DirectoryStream> root, unsigned helpers);
+
+    explicit ReadAhead(const WalkPlace& place);
+    ~ReadAhead();
+    ReadAhead(const ReadAhead&) = delete;
+    ReadAhead& operator=(const ReadAhead&) = delete;
+
+    // What follows is for the streams, on the scan thread.
+
+    /// The next block of a directory; null at the end of its names.
+    [[nodiscard]] std::shared_ptr<AheadBlock> take(AheadDirectory& directory);
+
+    /// Opens the directory if it is not open: 0 or an errno value.
+    [[nodiscard]] int open(AheadDirectory& directory);
+
+    /// Nobody will ask for the directory and what lies below it.
+    void cancel(const std::shared_ptr<AheadDirectory>& directory);
+
+    /// A block that was taken is used up.
+    void release(const AheadBlock& block);
+
+    /// Adds a directory that is open.
+    [[nodiscard]] std::shared_ptr<AheadDirectory> adopt(std::unique_ptr<DirectoryStream> open,
+                                                        int depth);
+
+private:
+    using Lock = std::unique_lock<std::mutex>;
+
+    /// Attributes of a block that are to be read.
+    struct StatTask {
+        std::shared_ptr<AheadDirectory> directory;
+        std::shared_ptr<AheadBlock> block;
+    };
+
+    void start(unsigned helpers);
+    void help();
+    void helpUntilStopped(Lock& lock);
+    void waitForHelpers(Lock& lock);
+    [[nodiscard]] bool takeStatTask(StatTask& task);
+    [[nodiscard]] std::shared_ptr<AheadDirectory> takeListTask();
+    void list(Lock& lock, AheadDirectory& directory);
+    void openClaimed(Lock& lock, AheadDirectory& directory);
+    void readAttributes(Lock& lock, AheadDirectory& directory, AheadBlock& block);
+    void addBlocks(AheadDirectory& directory,
+                   const std::vector<std::shared_ptr<AheadBlock>>& blocks);
+    void addChildren(AheadDirectory& directory, AheadBlock& block);
+    static void closeIfRead(AheadDirectory& directory);
+    void wake(std::size_t tasks);
+    void cancelLocked(AheadDirectory& directory);
+    void finished();
+
+    const WalkPlace place;
+    std::size_t mostOpen;  // directories opened ahead
+    std::atomic<std::size_t> openCount{0};
+    std::atomic<std::size_t> blockSize;
+
+    std::mutex mutex;              // guards what follows, and all directories and blocks
+    std::condition_variable work;  // for helpers
+    std::condition_variable done;  // for the scan thread
+    bool scanWaits = false;
+    bool stopping = false;
+    bool failed = false;  // a helper had no memory
+    bool helped = false;  // there are helpers that take tasks
+    std::size_t usedBytes = 0;
+    std::vector<StatTask> statTasks;                         // the last one is next
+    std::vector<std::shared_ptr<AheadDirectory>> listTasks;  // the last one is next
+    std::vector<std::thread> threads;
+};
