@@ -44,6 +44,9 @@ void makeFile(const std::string& path, Random& random) {
     } else if (kind < 12) {
         require(ftruncate(fd, static_cast<off_t>(random.below(1U << 20U))) == 0, path);
     }
+    // Some dozens of owners, one of them root; ignored where only root may do so.
+    const auto owner = static_cast<uid_t>(random.below(50) * 7);
+    static_cast<void>(!fchown(fd, owner, static_cast<gid_t>(owner % 11)));
     close(fd);
 }
 
@@ -72,8 +75,8 @@ int main(int argc, char** argv) {
         } else if (kind < 3 && !lastFile.empty()) {
             require(link(lastFile.c_str(), path.c_str()) == 0, path);
         } else {
-            makeFile(path, random);
-            lastFile = path;
+            lastFile = path + ".x" + std::to_string(kind % 40);
+            makeFile(lastFile, random);
         }
     }
     std::printf("%ld entries, %zu directories\n", entries, directories.size() - 1);
