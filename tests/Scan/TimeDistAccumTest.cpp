@@ -1,10 +1,6 @@
 #include <limits>
 
-#include "Common/GenericException.h"
-#include "Scan/AccessedDistAccum.h"
 #include "Scan/AccumTest.h"
-#include "Scan/BackupDistAccum.h"
-#include "Scan/CreatedDistAccum.h"
 #include "Scan/ModifiedDistAccum.h"
 #include "Scan/STimeDist.h"
 
@@ -42,32 +38,4 @@ TEST_F(TimeDistAccumTest, SumsThatDoNotFitWrap) {
     EXPECT_EQ(-2000, record.tdSizes[8]);
     EXPECT_EQ(static_cast<std::int64_t>(2000U * (Limits::max() / 1000UL)) / 2000,
               record.tdAverageAge);
-}
-
-TEST_F(TimeDistAccumTest, EachClassReadsItsTimeAndFailsWithoutAFile) {
-    FileAttributes times = aged(-3);
-    times.faCreated = 1;
-    times.faAccessed = 2;
-    AccessedDistAccum accessed(&record);
-    CreatedDistAccum created(&record);
-    ModifiedDistAccum modified(&record);
-    BackupDistAccum backup(&record);
-    std::string found;
-    for (TimeDistAccum* const accum :
-         std::initializer_list<TimeDistAccum*>{&accessed, &created, &modified, &backup}) {
-        found += std::to_string(accum->time(&times));
-        accum->accumulate(&scanner, nullptr);
-        accum->accumulate(nullptr, &times);
-        try {
-            found += std::to_string(accum->time(nullptr));
-        } catch (GenericException* thrown) {
-            found += std::unique_ptr<GenericException>(thrown)->getMessage() + " ";
-        }
-    }
-    EXPECT_EQ("2STA0028I 1STA0028I 3STA0028I 3STA0028I ", found);
-    meet(backup, times);
-    EXPECT_EQ(0, record.tdCounts[0]);
-    times.faAttributes = FA_ARCHIVE;
-    meet(backup, times);
-    EXPECT_EQ(1, record.tdCounts[0]);
 }

@@ -4,7 +4,6 @@
 
 #include "common/nls/MessageCache.h"
 #include "common/nls/nls.h"
-#include "common/nls/nlsBuffer.h"
 #include "common/thrd/GlobalRC.h"
 #include "support/TempTree.h"
 
@@ -182,19 +181,6 @@ TEST(MessageCacheTest, TheMessageUsedLeastRecentlyGoes) {
         EXPECT_TRUE(cache.find(number)) << number;
     cache.flush();
     EXPECT_FALSE(cache.find(1));
-}
-
-TEST(nlsBufferTest, GrowsInStepsAndWidens) {
-    nlsCharBuffer bytes;
-    bytes.append(std::string(4096, 'a'));
-    EXPECT_EQ(4U, bytes.capacity());
-    bytes.append("b");
-    EXPECT_EQ(8U, bytes.capacity());
-    EXPECT_EQ(std::string(4096, 'a') + "b", std::string(bytes.getBuffer(), bytes.length()));
-    nlsWcharBuffer wide;
-    wide.append(std::wstring_view(L"a\u00fc"));
-    wide.append(std::string_view("b\xff"));
-    EXPECT_EQ(L"a\u00fcb_", wide.getBuffer());
 }
 
 }  // namespace
