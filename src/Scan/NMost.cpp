@@ -7,7 +7,7 @@
 #include "common/ut/TraceScope.h"
 
 bool NMost::isLarger(const Member& left, const Member& right) {
-    return left.order > right.order;
+    return right.order < left.order;
 }
 
 // Meant: an equal newcomer never gets into a full list, and the older of equal members is
