@@ -1,10 +1,8 @@
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include "Common/GenericPrint.h"
 #include "Probe/Filesystem.h"
-#include "support/ownNamespace.h"
+#include "support/TempTree.h"
 
 TEST(NasFilerTest, WritesWhatItReadAndItsNameSpaceUnderAnotherName) {
     const TempTree tree;
@@ -28,20 +26,4 @@ TEST(NasFilerTest, WritesWhatItReadAndItsNameSpaceUnderAnotherName) {
         "nfnameSpace,nfOSType,nfVersion,nfNetworkName\n[NasFiler]\n"
         "\"c\",,\"0\",\"d\",,\"a\",\"0\",\"read\",\"23\",\"2\",\"b\"\n[/NasFiler]\n",
         tree.read("out"));
-}
-
-TEST(NasFilerTest, GoesByItsNetworkNameInTheDomainOfThisHost) {
-    SKIP_UNLESS_ROOT_CAN_MOUNT();
-    withHosts("192.0.2.1 agent1.example.net agent1\n", [] {
-        EXPECT_EQ(0, sethostname("agent1", 6));
-        NasFiler filer;
-        filer.initializeObject(
-            {
-                "nfName", "nfNetworkName"
-        },
-            {{"plain", "network"}});
-        EXPECT_EQ("plain", filer.networkName());
-        filer.domains.push_back(std::make_unique<Domain>(Domain{1, "EXAMPLE.net", 1}));
-        EXPECT_EQ("network", filer.networkName());
-    });
 }

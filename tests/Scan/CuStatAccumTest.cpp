@@ -61,18 +61,3 @@ TEST_F(CuStatAccumTest, ANewRunForgetsItsLinksAloneInASharedTable) {
         EXPECT_EQ(run, otherResults->srSummary->sumFileCount);
     }
 }
-
-TEST_F(CuStatAccumTest, WhatThePlatformLacksOrNobodyAsksForIsNotThere) {
-    statistic.sdLargestFiles = -1;
-    statistic.sdLargestFileTypes = 5;
-    statistic.sdWinOnlyFileType = statistic.sdGroupByCreation = true;
-    CuStatAccum accum;
-    accum.buildAccum(&statistic, &filesystem);
-    const auto results = accum.takeResults();
-    meet(accum, 1, 1, 77);
-    accum.directoryLeft();
-    EXPECT_FALSE(statistic.sdGroupByCreation);  // and is printed so
-    EXPECT_EQ(nullptr, results->srCreated);
-    EXPECT_EQ(nullptr, results->srFileTypes.head());
-    EXPECT_EQ(nullptr, results->srLargestFiles.head());
-}

@@ -148,17 +148,6 @@ TEST_F(ReadAheadTest, TellsWhatThePlainWalkTells) {
     EXPECT_EQ(threads, count("/proc/self/task"));
 }
 
-TEST_F(ReadAheadTest, OtherFileSystemsAreNotReadAhead) {
-    SKIP_UNLESS_ROOT_CAN_MOUNT();
-    tree.mkdirp("a/mnt");
-    tree.touch("z");
-    const TestMount mount = TestMount::tmpfs(tree.path("a/mnt"));
-    tree.mkdirp("a/mnt/below");
-    const std::string plain = walk(0, 0);
-    EXPECT_EQ(plain, walk(0, 4));
-    EXPECT_EQ(std::string::npos, plain.find("below"));
-}
-
 TEST_F(ReadAheadTest, AWideAndADeepDirectoryStayWithinTheBounds) {
     std::string deep;
     for (int level = 0; level < Scanner::kMaxComponents + 5; ++level)
