@@ -28,6 +28,8 @@ void FileAccum::finish(CuStatResults* results) {
     SFileList list;
     for (std::unique_ptr<Object>& member : nMost->takeMembers()) {
         auto file = memberAs<SFile>(std::move(member));
+        if (!file)
+            continue;
         file->sfStatisticID = results->srID;
         list.pushFront(std::move(file));
     }

@@ -94,8 +94,15 @@ void FileTypeAccum::finish(CuStatResults* results) {
         nMost->add(std::move(summary));
     }
     FileTypeSummaryList list;
-    for (std::unique_ptr<Object>& member : nMost->takeMembers())
-        list.pushFront(memberAs<FileTypeSummary>(std::move(member)));
+    for (std::unique_ptr<Object>& member : nMost->takeMembers()) {
+        auto summary = memberAs<FileTypeSummary>(std::move(member));
+        if (summary)
+            list.pushFront(std::move(summary));
+        else
+            trTrace(naMin,
+                    "ERROR: cannot cast map-element to type FileTypeSummary - continue with "
+                    "next element");
+    }
     results->srFileTypes = std::move(list);
     summaries.clear();
     nMost.reset();

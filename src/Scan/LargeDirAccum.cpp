@@ -78,6 +78,8 @@ void LargeDirAccum::finish(CuStatResults* results) {
     SDirectoryList list;
     for (std::unique_ptr<Object>& member : nMost->takeMembers()) {
         auto directory = memberAs<SDirectory>(std::move(member));
+        if (!directory)
+            continue;
         directory->dirStatisticID = results->srID;
         list.pushFront(std::move(directory));
     }
