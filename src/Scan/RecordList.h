@@ -43,7 +43,7 @@ public:
 private:
     void clear() {
         while (first)
-            popFront().reset();
+            delete std::exchange(first, first->*next);
     }
 
     T* first = nullptr;  // owned, like what follows it

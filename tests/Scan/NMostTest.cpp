@@ -24,7 +24,7 @@ bool offer(NMost& nMost, const std::string& name, std::int64_t key) {
 std::string held(NMost& nMost) {
     std::string text;
     for (auto& member : nMost.takeMembers())
-        text = memberAs<Named>(std::move(member))->name + " " + text;
+        text.insert(0, memberAs<Named>(std::move(member))->name + " ");
     return text;
 }
 
@@ -57,7 +57,7 @@ TEST(NMostTest, AnyStreamLeavesWhatAPlainListLeaves) {
         }
         std::string expected;
         for (const auto& [key, name] : plain)
-            expected = std::to_string(name) + " " + expected;
+            expected.insert(0, std::to_string(name) + " ");
         EXPECT_EQ(expected, held(nMost));
     }
 }
