@@ -20,6 +20,7 @@
 #include "Scan/DefinitionLoader.h"
 #include "Scan/FilesystemScan.h"
 #include "common/nls/nls.h"
+#include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
 
@@ -377,6 +378,7 @@ void ExecScan::cleanUp() {
     logManager.reset();
     fsScan.reset();
     genericPrint.reset();
+    virtStatCleanUp();
     if (messagesOpen)
         nlClose();
     messagesOpen = false;
