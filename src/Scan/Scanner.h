@@ -98,6 +98,7 @@ public:
     [[nodiscard]] const std::string& getPath() const { return path; }
     void setPath(const std::string& directory) { path = directory; }
     [[nodiscard]] const std::string& getRootPath() const { return rootPath; }
+    [[nodiscard]] std::int32_t getNfsTimeout() const { return nfsTimeout; }
     [[nodiscard]] std::int32_t getLevel() const { return level; }
 
     /// Length of the path of the open directory at `open`, at most the level.

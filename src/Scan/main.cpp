@@ -18,8 +18,10 @@
 ///   The walk, Scan/ and Scan/unix/
 ///     Scanner, ScannerUnix  depth first over one file system
 ///     DirectoryReader, DirectoryReaderUnix  one directory: next entry, attributes, filters
-///     DirectoryStream, DirectStream  the open directory: the only place that asks the system
-///     ReadAhead, AheadStream, AheadDirectory  the same, read ahead on helper threads
+///     DirectoryStream       the open directory: the only place that asks the system
+///       DirectStream        by plain calls
+///       GuardedStream, GuardedDirectory  with a time-out for each call
+///       ReadAhead, AheadStream, AheadDirectory  read ahead on helper threads
 ///     FileAttributes        the entry at hand, as statistics see it; FileInfo as filters do
 ///     PlexSnapshot          the directory of snapshots that a walk leaves out
 ///     UnixUserTable, UberTable  owners and groups (UserOrGroup) by number and by name

@@ -19,7 +19,8 @@ protected:
     WalkTest() { filesystem.fsMountPoint = "/"; }
 
     std::int32_t walk(DirectoryReaderFactory& readers, const std::string& mountPath) {
-        ScannerUnix scanner(&filesystem, {&action}, {&all}, &users, &readers, mountPath, 0);
+        ScannerUnix scanner(&filesystem, {&action}, {&all}, &users, &readers, mountPath,
+                            nfsTimeout);
         return scanner.scan();
     }
 
@@ -30,6 +31,7 @@ protected:
         return std::distance(std::sregex_iterator(log.begin(), log.end(), regex), {});
     }
 
+    std::int32_t nfsTimeout = 0;  // seconds
     Filesystem filesystem;
     RecordingAction action;
     SelectNode all{[](const SelectNode*, const FileInfo*) { return 1; }};

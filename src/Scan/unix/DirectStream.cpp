@@ -5,16 +5,14 @@
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 #include <utility>
 
+#include "Scan/unix/systemEntry.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
-
-constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK;
 
 /// Opens a directory without touching its access time where the caller may do so.
 int openDirectory(int parent, const char* path, int flags, UniqueFd& directory) {
@@ -26,21 +24,9 @@ int openDirectory(int parent, const char* path, int flags, UniqueFd& directory) 
 
 int readAttributes(int directory, const char* name, EntryStat& result) {
     struct statx status;
-    if (statx(directory, name, AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
-              STATX_BASIC_STATS | STATX_MNT_ID, &status) != 0)
+    if (statx(directory, name, kAttributeFlags, kAttributeMask, &status) != 0)
         return errno;
-
-    result.identity.device = makedev(status.stx_dev_major, status.stx_dev_minor);
-    result.identity.inode = status.stx_ino;
-    result.identity.mountId = (status.stx_mask & STATX_MNT_ID) != 0 ? status.stx_mnt_id : 0;
-    result.mode = status.stx_mode;
-    result.linkCount = status.stx_nlink;
-    result.userId = status.stx_uid;
-    result.groupId = status.stx_gid;
-    result.size = static_cast<std::int64_t>(status.stx_size);
-    result.blocks = static_cast<std::int64_t>(status.stx_blocks);
-    result.accessed = status.stx_atime.tv_sec;
-    result.modified = status.stx_mtime.tv_sec;
+    result = entryStatOf(status);
     return 0;
 }
 

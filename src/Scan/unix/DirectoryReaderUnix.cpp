@@ -1,5 +1,6 @@
 #include "Scan/unix/DirectoryReaderUnix.h"
 
+#include <chrono>
 #include <cstring>
 
 #include "Common/GenericException.h"
@@ -10,6 +11,7 @@
 #include "Scan/FileInfo.h"
 #include "Scan/Scanner.h"
 #include "Scan/unix/DirectStream.h"
+#include "Scan/unix/GuardedStream.h"
 #include "Scan/unix/ReadAhead.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
@@ -49,6 +51,21 @@ int DirectoryReaderUnix::setHandle(std::unique_ptr<DirectoryStream> stream) {
     return overwritten;
 }
 
+/// Opens the root of the walk, in the manner of the whole walk.
+int DirectoryReaderUnix::openRoot(const std::string& path,
+                                  std::unique_ptr<DirectoryStream>& stream) const {
+    TraceScope scope("DirectoryReaderUnix::openRoot");
+    // Guarded calls are made one at a time, so nothing can be read ahead beside them.
+    const std::chrono::seconds limit(scanner->getNfsTimeout());
+    if (limit.count() > 0)
+        return GuardedStream::openRoot(path, limit, stream);
+    const int rc = DirectStream::openRoot(path, stream);
+    if (rc == 0 && scanner->getReadAhead() > 0)
+        stream = ReadAhead::over(std::move(stream),
+                                 static_cast<unsigned>(scanner->getReadAhead()));
+    return rc;
+}
+
 std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& path) {
     TraceScope scope("DirectoryReaderUnix::Open");
     const bool fits = scanner->getLocalPath() ? scanner->localPathFits(path, kOpenLength, 0)
@@ -59,10 +76,7 @@ std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& pa
     std::unique_ptr<DirectoryStream> stream;
     int rc = 0;
     if (firstReader) {
-        rc = DirectStream::openRoot(scanner->localPathOf(path), stream);
-        if (rc == 0 && scanner->getReadAhead() > 0)
-            stream = ReadAhead::over(std::move(stream),
-                                     static_cast<unsigned>(scanner->getReadAhead()));
+        rc = openRoot(scanner->localPathOf(path), stream);
     } else {
         const char* const name = path.c_str() + path.rfind('/') + 1;
         rc = scanner->containingStream()->open(name, scanner->getCurrentIdentity(), stream);

@@ -17,6 +17,9 @@ public:
     [[nodiscard]] std::optional<EntryIdentity> Stat(FileAttributes* file) override;
 
 private:
+    [[nodiscard]] int openRoot(const std::string& path,
+                               std::unique_ptr<DirectoryStream>& stream) const;
+
     /// Takes the last component off the scanner's path; the root is not left.
     void endOfDirectory();
 

@@ -10,6 +10,7 @@
 #include "Scan/FileAttributes.h"
 #include "Scan/FileInfo.h"
 #include "Scan/unix/DirectStream.h"
+#include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
 
@@ -32,6 +33,25 @@ std::uint32_t entryFlags(std::uint32_t mode) {
     if (S_ISREG(mode) && (mode & (S_IXUSR | S_IXGRP | S_IXOTH)) != 0)
         flags |= FA_EXECUTABLE;
     return flags;
+}
+
+/// The attributes of a root that could not be opened.
+int guardedAttributes(const std::string& path, int timeoutSeconds, EntryStat& result) {
+    TraceScope scope("guardedAttributes");
+    struct stat status {};
+    int error = 0;
+    if (kelNFSsyscalls(path.c_str(), 0, &status, VIRTSTAT_LSTAT, timeoutSeconds, error) != 0)
+        return error;
+    result.identity = {status.st_dev, status.st_ino, 0};
+    result.mode = status.st_mode;
+    result.linkCount = static_cast<std::uint32_t>(status.st_nlink);
+    result.userId = status.st_uid;
+    result.groupId = status.st_gid;
+    result.size = status.st_size;
+    result.blocks = status.st_blocks;
+    result.accessed = status.st_atime;
+    result.modified = status.st_mtime;
+    return 0;
 }
 
 }  // namespace
@@ -72,7 +92,9 @@ int ScannerUnix::readAttributes(FileInfo& info) const {
         return ENAMETOOLONG;
     if (info.stream)
         return info.stream->attributes(info.entryName, info.stat);
-    return DirectStream::rootAttributes(localPathOf(info.name), info.stat);
+    const std::string root = localPathOf(info.name);
+    return nfsTimeout > 0 ? guardedAttributes(root, nfsTimeout, info.stat)
+                          : DirectStream::rootAttributes(root, info.stat);
 }
 
 void ScannerUnix::setLocalPath(const std::string& mountPath) {

@@ -11,15 +11,20 @@
 #include "Scan/unix/ScannerUnix.h"
 #include "common/unx/UniqueFd.h"
 
-class ScannerUnixTest : public WalkTest {
+/// With and without a time-out for each call: a walk looks the same.
+class ScannerUnixTest : public WalkTest, public testing::WithParamInterface<std::int32_t> {
 protected:
+    ScannerUnixTest() { nfsTimeout = GetParam(); }
+
     std::int32_t walk() { return WalkTest::walk(factory, tree.root()); }
 
     const TempTree tree;
     DirectoryReaderFactory factory;
 };
 
-TEST_F(ScannerUnixTest, TellsADirectoryBeforeItsContentWhateverTheName) {
+INSTANTIATE_TEST_SUITE_P(DirectAndGuarded, ScannerUnixTest, testing::Values(0, 60));
+
+TEST_P(ScannerUnixTest, TellsADirectoryBeforeItsContentWhateverTheName) {
     for (const std::string name : {"new\nline", "-rf", "\xff\xfe\x80", "q\"u,o'te", " "}) {
         tree.mkdirp(name);
         tree.touch(name + "/f");
@@ -32,7 +37,7 @@ TEST_F(ScannerUnixTest, TellsADirectoryBeforeItsContentWhateverTheName) {
     }
 }
 
-TEST_F(ScannerUnixTest, AttributesAreThoseOfLstat) {
+TEST_P(ScannerUnixTest, AttributesAreThoseOfLstat) {
     SKIP_UNLESS_ROOT_CAN_MOUNT();
     const std::tuple<std::string, mode_t, std::int32_t, std::uint32_t> kEntries[] = {
         {"file",      S_IFREG | 0644,  FA_FILE,      0                                         },
@@ -80,7 +85,7 @@ TEST_F(ScannerUnixTest, AttributesAreThoseOfLstat) {
     }
 }
 
-TEST_F(ScannerUnixTest, OtherMountsAreCountedButNeitherShownNorEntered) {
+TEST_P(ScannerUnixTest, OtherMountsAreCountedButNeitherShownNorEntered) {
     SKIP_UNLESS_ROOT_CAN_MOUNT();
     for (const char* name : {"tmp", "bound", "source"})
         tree.mkdirp(name);
@@ -94,7 +99,7 @@ TEST_F(ScannerUnixTest, OtherMountsAreCountedButNeitherShownNorEntered) {
     EXPECT_EQ(1, logged("AGT0144I .*: 6\n"));
 }
 
-TEST_F(ScannerUnixTest, AllLayersOfAnOverlayAreOneFileSystem) {
+TEST_P(ScannerUnixTest, AllLayersOfAnOverlayAreOneFileSystem) {
     SKIP_UNLESS_ROOT_CAN_MOUNT();
     const TestMount outer = TestMount::tmpfs(tree.root());  // takes the overlay along
     for (const char* name : {"lower", "upper", "work", "merged"})
@@ -109,7 +114,7 @@ TEST_F(ScannerUnixTest, AllLayersOfAnOverlayAreOneFileSystem) {
     EXPECT_EQ("/ /old", action.paths());
 }
 
-TEST_F(ScannerUnixTest, ADirectoryExchangedBeforeItIsOpenedIsNotEntered) {
+TEST_P(ScannerUnixTest, ADirectoryExchangedBeforeItIsOpenedIsNotEntered) {
     std::deque<TempTree> aside;
     const std::function<void()> kExchanges[] = {
         [&] { tree.symlink(aside.back().path("was"), "d"); },
@@ -131,7 +136,7 @@ TEST_F(ScannerUnixTest, ADirectoryExchangedBeforeItIsOpenedIsNotEntered) {
     EXPECT_EQ(4, logged("STA0121E.* /d\n"));
 }
 
-TEST_F(ScannerUnixTest, DirectoriesBelowTheDeepestLevelAreShownButNotEntered) {
+TEST_P(ScannerUnixTest, DirectoriesBelowTheDeepestLevelAreShownButNotEntered) {
     std::string deepest;  // the last that is entered
     for (int level = 1; level < Scanner::kMaxComponents; ++level)
         deepest += "/d";
@@ -142,7 +147,7 @@ TEST_F(ScannerUnixTest, DirectoriesBelowTheDeepestLevelAreShownButNotEntered) {
     EXPECT_EQ(200U + 2U, action.seen.size());  // those down to it, and what it holds
 }
 
-TEST_F(ScannerUnixTest, EntriesWithTooLongAPathAreSkipped) {
+TEST_P(ScannerUnixTest, EntriesWithTooLongAPathAreSkipped) {
     UniqueFd directory(open(tree.root().c_str(), O_RDONLY));
     const std::string component(250, 'c');
     std::size_t length = tree.root().size() + 1;
@@ -160,7 +165,7 @@ TEST_F(ScannerUnixTest, EntriesWithTooLongAPathAreSkipped) {
     EXPECT_EQ(1, logged("AGT0144I .*: 22\n"));
 }
 
-TEST_F(ScannerUnixTest, SnapshotsAreLeftOutAtTheTopOnly) {
+TEST_P(ScannerUnixTest, SnapshotsAreLeftOutAtTheTopOnly) {
     for (const char* name : {".snapshot/in", "x.snapshots/in", "a/.snapshot/in"})
         tree.mkdirp(name);
     tree.touch(".snapshot.txt");
@@ -169,7 +174,7 @@ TEST_F(ScannerUnixTest, SnapshotsAreLeftOutAtTheTopOnly) {
     EXPECT_EQ(1, logged("AGT0144I .*: 5\n"));
 }
 
-TEST_F(ScannerUnixTest, ARootThatCannotBeReadGivesAnEmptyWalk) {
+TEST_P(ScannerUnixTest, ARootThatCannotBeReadGivesAnEmptyWalk) {
     EXPECT_EQ(4, WalkTest::walk(factory, tree.path("gone")));
     EXPECT_EQ("enter /, left", action.story);
     EXPECT_EQ(1, logged("STA0063E.* / - "));

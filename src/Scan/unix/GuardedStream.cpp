@@ -1,0 +1,75 @@
+#include "Scan/unix/GuardedStream.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "common/unx/virtstat.h"
+#include "common/ut/TraceScope.h"
+
+namespace {
+
+/// Lets the helper thread work on the directory. If that fails, what goes on is the rest.
+int advance(std::shared_ptr<GuardedDirectory>& directory, std::chrono::nanoseconds limit) {
+    TraceScope scope("advance");
+    int error = 0;
+    if (guardedCall(directory, limit, error) == 0)
+        return 0;
+    if (directory->isOpen())
+        directory = directory->restAfter(error);
+    return error;
+}
+
+}  // namespace
+
+int GuardedStream::openRoot(const std::string& path, std::chrono::nanoseconds limit,
+                            std::unique_ptr<DirectoryStream>& root) {
+    TraceScope scope("GuardedStream::openRoot");
+    return openGuarded(std::make_shared<GuardedDirectory>(nullptr, path), limit, root);
+}
+
+int GuardedStream::open(const char* name, const EntryIdentity& expected,
+                        std::unique_ptr<DirectoryStream>& child) {
+    TraceScope scope("GuardedStream::open");
+    return openGuarded(
+        std::make_shared<GuardedDirectory>(directory->descriptor(), name, expected), limit,
+        child);
+}
+
+int GuardedStream::openGuarded(std::shared_ptr<GuardedDirectory> directory,
+                               std::chrono::nanoseconds limit,
+                               std::unique_ptr<DirectoryStream>& stream) {
+    TraceScope scope("GuardedStream::openGuarded");
+    const int error = advance(directory, limit);
+    // What hung may have come after the opening: the walk then meets it at its place.
+    if (!directory->isOpen())
+        return error != 0 ? error : directory->openFailure();
+    stream.reset(new GuardedStream(std::move(directory), limit));
+    return 0;
+}
+
+int GuardedStream::next(const char*& name) {
+    TraceScope scope("GuardedStream::next");
+    name = nullptr;
+    while (taken == directory->entryCount()) {
+        if (directory->nothingLeft())
+            return directory->namesFailure();
+        directory->startBatch();
+        taken = 0;
+        static_cast<void>(advance(directory, limit));  // a failure is in what is left
+    }
+    name = directory->entry(taken++).name;
+    return 0;
+}
+
+int GuardedStream::attributes(const char* name, EntryStat& result) {
+    TraceScope scope("GuardedStream::attributes");
+    if (*name == '\0') {
+        result = directory->ownAttributes();
+        return 0;
+    }
+    if (taken == 0 || directory->entry(taken - 1).name != name)
+        return EINVAL;
+    const GuardedDirectory::Entry& entry = directory->entry(taken - 1);
+    result = entry.stat;
+    return entry.error;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "Scan/unix/EntryStat.h"
+
+/// How a walk asks the system for directories and attributes, whoever makes the calls.
+
+/// For openat(); O_NOATIME besides, where the caller may.
+inline constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK;
+
+/// For statx(): of a link its own attributes, of the directory itself those for "".
+inline constexpr int kAttributeFlags = AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
+inline constexpr unsigned kAttributeMask = STATX_BASIC_STATS | STATX_MNT_ID;
+
+[[nodiscard]] EntryStat entryStatOf(const struct statx& status);
