@@ -127,8 +127,8 @@ bool Scanner::statRoot() {
         reader.setHandle(nullptr);
         return false;
     }
-    root.identity = *place;
-    root.deviceTells = !reader.getHandle() || reader.getHandle()->deviceTells();
+    rootPlace.identity = *place;
+    rootPlace.deviceTells = !reader.getHandle() || reader.getHandle()->deviceTells();
     return true;
 }
 
@@ -289,7 +289,7 @@ void Scanner::placeEntry(const std::optional<EntryIdentity>& place) {
         return;
     }
     currentIdentity = *place;
-    if (!root.holds(*place))
+    if (!rootPlace.holds(*place))
         currentFile->faType = FA_ELSEWHERE;
 }
 

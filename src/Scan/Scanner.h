@@ -135,7 +135,7 @@ private:
     UserTable* userTable;                    // not owned
     const std::vector<FileAction*> actions;  // members not owned
     DirectoryReaderFactory* factory;         // not owned
-    WalkPlace root;
+    WalkPlace rootPlace;
     std::int32_t scanTime = 0;
     std::vector<std::unique_ptr<DirectoryReader>> arrayReader;  // one per level
     std::unique_ptr<FileAttributes> currentFile;
