@@ -1,8 +1,6 @@
 #include "Common/unix/pssignal.h"
-#include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
 #include "Scan/FilesystemScan.h"
-#include "common/ut/text.h"
 #include "support/LogTest.h"
 #include "support/ownNamespace.h"
 
@@ -24,14 +22,7 @@ protected:
         return text;
     }
 
-    /// The keys of an export of the filer, joined with commas.
-    std::string keys(const std::string& exported) {
-        filesystem.fsMountPoint = exported;
-        return joinedWithCommas(scan.candidateKeys(filesystem));
-    }
-
     FilesystemScan scan;
-    Filesystem filesystem;
 };
 
 TEST_F(FilesystemScanMountsTest, EveryRowHasItsKeyAndTheFirstOfAKeyStays) {
@@ -66,31 +57,6 @@ TEST_F(FilesystemScanMountsTest, AnImportIsFoundUnderTheAddressOfItsHostToo) {
         }
         agentStop = false;
     });
-}
-
-TEST_F(FilesystemScanMountsTest, AFilerIsTriedUnderEachOfItsNames) {
-    SKIP_UNLESS_ROOT_CAN_MOUNT();
-    filesystem.filer = std::make_unique<NasFiler>();
-    NasFiler& filer = *filesystem.filer;
-    withHosts(kHosts, [&] {
-        const auto keysOfAddress = [&](const char* address) {
-            filer.nfIPAddress = address;
-            return keys("/e");
-        };
-        EXPECT_EQ("192.0.2.7:/e", keysOfAddress(" 192.0.2.7 "));
-        EXPECT_EQ("filer1:/e,192.0.2.7:/e", keysOfAddress("filer1"));
-        EXPECT_EQ("six:/e,2001:db8::1:/e", keysOfAddress("six"));
-        EXPECT_EQ("nobody:/e", keysOfAddress("nobody"));
-        EXPECT_EQ("", keysOfAddress(" "));
-    });
-    filer.nfIPAddress = "";
-    filer.nfName = "Filer";
-    filer.nfNetworkName = " f.net ";
-    EXPECT_EQ("f.net:/vol/vol0,Filer:/vol/vol0", keys("/vol/vol0"));
-    EXPECT_EQ("f.net:vol/vol0,f.net:/,Filer:vol/vol0,Filer:/", keys("vol/vol0"));
-    filer.nfOSType = 23;
-    EXPECT_EQ("Filer, f.net :/", keys("/vol/vol0"));
-    EXPECT_EQ("Filer", keys("vol/vol0"));
 }
 
 }  // namespace
