@@ -152,7 +152,7 @@ std::shared_ptr<AheadBlock> ReadAhead::take(AheadDirectory& directory) {
     Lock lock(mutex);
     for (;;) {
         if (!directory.blocks.empty()) {
-            const std::shared_ptr<AheadBlock> block = directory.blocks.front();
+            std::shared_ptr<AheadBlock> block = directory.blocks.front();
             if (block->state == AheadBlock::READY) {
                 directory.blocks.pop_front();
                 return block;
@@ -263,7 +263,7 @@ bool ReadAhead::takeStatTask(StatTask& task) {
 /// The next directory with names to read, if the bounds allow it.
 std::shared_ptr<AheadDirectory> ReadAhead::takeListTask() {
     while (!listTasks.empty() && usedBytes < kMostBytes) {
-        const std::shared_ptr<AheadDirectory> directory = listTasks.back();
+        std::shared_ptr<AheadDirectory> directory = listTasks.back();
         const bool waiting = directory->state == AheadDirectory::WAITING;
         if (waiting && openCount >= mostOpen && !directory->cancelled)
             return nullptr;
