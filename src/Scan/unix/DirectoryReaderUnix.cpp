@@ -61,8 +61,8 @@ int DirectoryReaderUnix::openRoot(const std::string& path,
         return GuardedStream::openRoot(path, limit, stream);
     const int rc = DirectStream::openRoot(path, stream);
     if (rc == 0 && scanner->getReadAhead() > 0)
-        stream = ReadAhead::over(std::move(stream),
-                                 static_cast<unsigned>(scanner->getReadAhead()));
+        stream =
+            ReadAhead::over(std::move(stream), static_cast<unsigned>(scanner->getReadAhead()));
     return rc;
 }
 
