@@ -146,7 +146,8 @@ void answer(const Request& request) {
 
 void take(Request request) {
     const bool lookUp = request.header.opcode == FUSE_LOOKUP;
-    if (heldName == "*" || (lookUp && heldName == request.body.c_str()))
+    const bool everything = heldName == "*" && request.header.opcode != FUSE_INIT;
+    if (everything || (lookUp && heldName == request.body.c_str()))
         held.push_back(std::move(request));
     else if (lookUp && lateness.count() > 0)
         late.emplace(Clock::now() + lateness / 2 + lateness * (std::rand() % 1000) / 1000,
