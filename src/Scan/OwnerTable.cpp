@@ -20,17 +20,18 @@ void OwnerTable::Usage::takeFile(std::int64_t size) {
 void OwnerTable::add(std::int32_t number, const UserOrGroup* identity,
                      const FileAttributes& file) {
     TraceScope scope("OwnerTable::add");
-    if (!last || last->number != number) {
+    Usage*& recent = recents[static_cast<std::uint32_t>(number) % recents.size()];
+    if (!recent || recent->number != number) {
         const auto [usage, isNew] = usages.findOrAdd(static_cast<std::uint32_t>(number));
         if (isNew)
             usage.identity = identity;
-        last = &usage;
+        recent = &usage;
     }
-    last->totalSize = wrapAdd(last->totalSize, file.faBlocks);
+    recent->totalSize = wrapAdd(recent->totalSize, file.faBlocks);
     if (file.isFileOrLink())
-        last->takeFile(file.faBlocks);
+        recent->takeFile(file.faBlocks);
     else if (file.faType == FA_DIRECTORY)
-        last->directoryCount = oneMore(last->directoryCount);
+        recent->directoryCount = oneMore(recent->directoryCount);
 }
 
 void OwnerTable::complete(std::int32_t filesystemID, std::int32_t statisticID,

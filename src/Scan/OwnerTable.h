@@ -50,7 +50,7 @@ private:
     [[nodiscard]] SUserOrGroup unpacked(const Usage& usage) const;
 
     PackedTable<Usage> usages;
-    Usage* last = nullptr;             // not owned; of the last entry, often the next one's
+    std::array<Usage*, 64> recents{};  // not owned; by the low bits of their numbers
     std::vector<std::uint32_t> order;  // positions in the table, highest number first
     SUserOrGroup stamp;                // what all records share
 };

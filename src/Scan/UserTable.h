@@ -19,7 +19,7 @@ private:
 };
 
 /// Owners and groups by number. Asks the host once for each number of a scan; after that
-/// an entry costs one search in a map. Scan thread only.
+/// an entry costs at most one search in a map. Scan thread only.
 class UserTable : public Object {
 public:
     /// `table` owns the objects and must outlive this one.

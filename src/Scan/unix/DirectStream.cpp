@@ -24,7 +24,7 @@ int openDirectory(int parent, const char* path, int flags, UniqueFd& directory) 
 
 int readAttributes(int directory, const char* name, EntryStat& result) {
     struct statx status;
-    if (statx(directory, name, kAttributeFlags, kAttributeMask, &status) != 0)
+    if (statx(directory, name, attributeFlags(name), kAttributeMask, &status) != 0)
         return errno;
     result = entryStatOf(status);
     return 0;

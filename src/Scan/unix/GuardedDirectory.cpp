@@ -131,7 +131,7 @@ bool GuardedDirectory::open(StatContext& context) {
 
 bool GuardedDirectory::identify(StatContext& context) {
     int error = 0;
-    if (StatContext::cancellable(SYS_statx, fd->get(), argument(""), kAttributeFlags,
+    if (StatContext::cancellable(SYS_statx, fd->get(), argument(""), attributeFlags(""),
                                  kAttributeMask, argument(&status)) != 0)
         error = errno;
     const EntryStat found = error == 0 ? entryStatOf(status) : EntryStat();
@@ -170,7 +170,8 @@ bool GuardedDirectory::readEntry(StatContext& context) {
     if (isDots(next.name))
         next.error = EINVAL;  // nobody asks for them
     else if (StatContext::cancellable(SYS_statx, fd->get(), argument(next.name),
-                                      kAttributeFlags, kAttributeMask, argument(&status)) != 0)
+                                      attributeFlags(next.name), kAttributeMask,
+                                      argument(&status)) != 0)
         next.error = errno;
     else
         next.stat = entryStatOf(status);

@@ -11,6 +11,15 @@
 const UserOrGroup* UnixUserTable::lookup(const Sid& pSid, bool isGroup) {
     TraceScope scope("UnixUserTable::lookup");
     currentKey = pSid.get();
+    Recents& recents = isGroup ? recentGroups : recentUsers;
+    Recent& recent = recents[static_cast<std::uint32_t>(currentKey) % recents.size()];
+    if (!recent.entry || recent.number != currentKey)
+        recent = {currentKey, search(isGroup)};
+    return recent.entry;
+}
+
+const UserOrGroup* UnixUserTable::search(bool isGroup) {
+    TraceScope scope("UnixUserTable::search");
     auto& known = isGroup ? groups : users;
     const auto found = known.find(currentKey);
     if (found != known.end())

@@ -11,7 +11,10 @@
 inline constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK;
 
 /// For statx(): of a link its own attributes, of the directory itself those for "".
-inline constexpr int kAttributeFlags = AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
+/// AT_EMPTY_PATH only for that: with it the kernel looks at each name twice.
+constexpr int attributeFlags(const char* name) {
+    return AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | (*name == '\0' ? AT_EMPTY_PATH : 0);
+}
 inline constexpr unsigned kAttributeMask = STATX_BASIC_STATS | STATX_MNT_ID;
 
 [[nodiscard]] EntryStat entryStatOf(const struct statx& status);
