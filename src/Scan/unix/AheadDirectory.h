@@ -3,13 +3,23 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <list>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "Scan/unix/DirectoryStream.h"
 
+struct AheadBlock;
 struct AheadDirectory;
+
+/// Something to be read: the attributes of a block; without a block the names of the
+/// directory, which is opened first if it is not open.
+struct AheadTask {
+    std::shared_ptr<AheadDirectory> directory;
+    std::shared_ptr<AheadBlock> block;
+};
+using AheadTasks = std::list<AheadTask>;
 
 /// What reading ahead knows of an entry.
 struct AheadEntry {
@@ -25,6 +35,7 @@ struct AheadBlock {
     enum State { UNCLAIMED, CLAIMED, READY };
 
     State state = UNCLAIMED;
+    AheadTasks::iterator task;  // until READY
     std::vector<AheadEntry> entries;
     std::string names;  // each with a closing zero byte
 
@@ -47,8 +58,9 @@ struct AheadDirectory : std::enable_shared_from_this<AheadDirectory> {
     };
 
     State state = WAITING;
-    bool cancelled = false;  // nobody will ask for it
-    int depth = 0;           // of the root 0
+    AheadTasks::iterator task;  // until LISTED
+    bool cancelled = false;     // nobody will ask for it; what is unclaimed is no task any more
+    int depth = 0;              // of the root 0
     std::string name;
     EntryIdentity expected;
     std::shared_ptr<DirectoryStream> parent;  // until it is open

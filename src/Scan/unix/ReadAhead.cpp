@@ -18,9 +18,10 @@
 namespace {
 
 constexpr std::size_t kMostBytes = 16U << 20U;  // of blocks that are known and not used up
-constexpr std::size_t kListedAtOnce = 256;      // names read between two looks at the bounds
-constexpr std::size_t kSmallBlock = 16;         // entries; where answers take long
-constexpr std::size_t kLargeBlock = 128;        // entries; where the lock would cost more
+constexpr std::size_t kBytesToGoOn = kMostBytes / 4 * 3;
+constexpr std::size_t kListedAtOnce = 256;  // names read between two looks at the bounds
+constexpr std::size_t kSmallBlock = 16;     // entries; where answers take long
+constexpr std::size_t kLargeBlock = 128;    // entries; where the lock would cost more
 constexpr auto kLongAnswer = std::chrono::microseconds(40);
 
 /// Raises the limit of descriptors as far as it goes up to `wanted`; gives what it is then.
@@ -109,7 +110,7 @@ ReadAhead::~ReadAhead() {
         const Lock lock(mutex);
         stopping = true;
     }
-    work.notify_all();
+    tasksAdded.notify_all();
     for (std::thread& thread : threads)
         thread.join();
 }
@@ -129,7 +130,6 @@ void ReadAhead::start(unsigned helpers) {
         trTrace(naMin, "%u of %u helper threads: %s\n", static_cast<unsigned>(threads.size()),
                 helpers, failure.what());
     }
-    helped = !threads.empty();
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
@@ -142,8 +142,7 @@ std::shared_ptr<AheadDirectory> ReadAhead::adopt(std::unique_ptr<DirectoryStream
     directory->opened = true;
     directory->stream = std::make_shared<CountedStream>(std::move(open), openCount);
     const Lock lock(mutex);
-    listTasks.push_back(directory);
-    work.notify_one();
+    addTask(tasks.begin(), directory, nullptr);
     return directory;
 }
 
@@ -167,7 +166,7 @@ std::shared_ptr<AheadBlock> ReadAhead::take(AheadDirectory& directory) {
             list(lock, directory);
             continue;
         }
-        waitForHelpers(lock);
+        workOrWait(lock);
     }
 }
 
@@ -177,33 +176,55 @@ int ReadAhead::open(AheadDirectory& directory) {
     if (directory.state == AheadDirectory::WAITING)
         openClaimed(lock, directory);
     while (!directory.opened)
-        waitForHelpers(lock);
+        workOrWait(lock);
     return directory.openRc;
 }
 
-void ReadAhead::waitForHelpers(Lock& lock) {
-    scanWaits = true;
-    done.wait(lock);
-    scanWaits = false;
+/// What the scan thread needs, a helper has begun. Going to sleep and waking up again takes as
+/// long as a task on a local disk; so the scan thread does the next one meanwhile.
+void ReadAhead::workOrWait(Lock& lock) {
     if (failed)
         throw std::bad_alloc();
+    const auto first = firstTask();
+    if (first != tasks.end())
+        return work(lock, AheadTask(*first));
+    if (idle > 0 && unclaimed > 0)
+        tasksAdded.notify_one();
+    scanWaits = true;
+    taskDone.wait(lock);
+    scanWaits = false;
+}
+
+/// Does a task that nobody has claimed.
+void ReadAhead::work(Lock& lock, const AheadTask& task) {
+    if (task.block)
+        readAttributes(lock, *task.directory, *task.block);
+    else
+        readNames(lock, *task.directory);
 }
 
 void ReadAhead::cancel(const std::shared_ptr<AheadDirectory>& directory) {
     TraceScope scope("ReadAhead::cancel");
     const Lock lock(mutex);
     cancelLocked(*directory);
+    wakeHelpers();
 }
 
 /// Bounded by the depth of a walk: a directory holds only what was read below it.
 void ReadAhead::cancelLocked(AheadDirectory& directory) {
+    if (directory.cancelled)
+        return;
     directory.cancelled = true;
+    if (directory.state == AheadDirectory::WAITING || directory.state == AheadDirectory::PAUSED)
+        dropTask(directory.task);
     for (const std::shared_ptr<AheadBlock>& block : directory.blocks) {
+        if (block->state == AheadBlock::UNCLAIMED)
+            dropTask(block->task);
         for (const AheadEntry& entry : block->entries) {
             if (block->state == AheadBlock::READY && entry.child)
                 cancelLocked(*entry.child);
         }
-        usedBytes -= block->bytes();
+        giveBack(block->bytes());
     }
     directory.blocks.clear();
 }
@@ -211,10 +232,13 @@ void ReadAhead::cancelLocked(AheadDirectory& directory) {
 void ReadAhead::release(const AheadBlock& block) {
     TraceScope scope("ReadAhead::release");
     const Lock lock(mutex);
-    const bool wasFull = usedBytes >= kMostBytes;
-    usedBytes -= block.bytes();
-    if (wasFull && usedBytes < kMostBytes)
-        work.notify_all();
+    giveBack(block.bytes());
+    wakeHelpers();
+}
+
+void ReadAhead::giveBack(std::size_t bytes) {
+    usedBytes -= bytes;
+    full = full && usedBytes >= kBytesToGoOn;
 }
 
 /// A helper thread. Without memory what it has begun stays undone: then the scan thread ends
@@ -233,50 +257,57 @@ void ReadAhead::help() {
 
 void ReadAhead::helpUntilStopped(Lock& lock) {
     while (!stopping) {
-        StatTask task;
-        if (takeStatTask(task)) {
-            readAttributes(lock, *task.directory, *task.block);
-        } else if (const std::shared_ptr<AheadDirectory> directory = takeListTask()) {
-            if (directory->state == AheadDirectory::WAITING)
-                openClaimed(lock, *directory);
-            if (directory->state == AheadDirectory::PAUSED)
-                list(lock, *directory);
-            if (directory->state == AheadDirectory::PAUSED && !directory->cancelled)
-                listTasks.push_back(directory);
-        } else {
-            work.wait(lock);
+        const auto first = firstTask();
+        if (first == tasks.end()) {
+            ++idle;
+            tasksAdded.wait(lock);
+            --idle;
+            continue;
         }
+        work(lock, AheadTask(*first));
     }
 }
 
-/// The next block that nobody has claimed.
-bool ReadAhead::takeStatTask(StatTask& task) {
-    while (!statTasks.empty()) {
-        task = std::move(statTasks.back());
-        statTasks.pop_back();
-        if (task.block->state == AheadBlock::UNCLAIMED && !task.directory->cancelled)
-            return true;
+/// The first task that nobody has claimed, if the bounds allow it. There are hardly more
+/// claimed ones before it than threads.
+AheadTasks::iterator ReadAhead::firstTask() {
+    auto task = tasks.begin();
+    for (; task != tasks.end(); ++task) {
+        if (task->block && task->block->state == AheadBlock::UNCLAIMED)
+            return task;
+        const bool waits = task->directory->state == AheadDirectory::WAITING;
+        if (!task->block && (waits || task->directory->state == AheadDirectory::PAUSED))
+            return full || (waits && openCount >= mostOpen) ? tasks.end() : task;
     }
-    return false;
+    return task;
 }
 
-/// The next directory with names to read, if the bounds allow it.
-std::shared_ptr<AheadDirectory> ReadAhead::takeListTask() {
-    while (!listTasks.empty() && usedBytes < kMostBytes) {
-        std::shared_ptr<AheadDirectory> directory = listTasks.back();
-        const bool waiting = directory->state == AheadDirectory::WAITING;
-        if (waiting && openCount >= mostOpen && !directory->cancelled)
-            return nullptr;
-        listTasks.pop_back();
-        if (!directory->cancelled && (waiting || directory->state == AheadDirectory::PAUSED))
-            return directory;
-    }
-    return nullptr;
+/// The walk needs what is added before the task `before`.
+void ReadAhead::addTask(AheadTasks::iterator before, std::shared_ptr<AheadDirectory> directory,
+                        std::shared_ptr<AheadBlock> block) {
+    const auto task = tasks.insert(before, {std::move(directory), std::move(block)});
+    (task->block ? task->block->task : task->directory->task) = task;
+    ++unclaimed;
+}
+
+/// Forgets a task that nobody has claimed.
+void ReadAhead::dropTask(AheadTasks::iterator task) {
+    --unclaimed;
+    tasks.erase(task);
+}
+
+/// Opens a directory if it is not open, and reads some of its names.
+void ReadAhead::readNames(Lock& lock, AheadDirectory& directory) {
+    if (directory.state == AheadDirectory::WAITING)
+        openClaimed(lock, directory);
+    if (directory.state == AheadDirectory::PAUSED && !directory.cancelled)
+        list(lock, directory);
 }
 
 /// Opens a directory that is WAITING. Gives the lock up meanwhile.
 void ReadAhead::openClaimed(Lock& lock, AheadDirectory& directory) {
     directory.state = AheadDirectory::CLAIMED;
+    --unclaimed;
     lock.unlock();
     std::unique_ptr<DirectoryStream> opened;
     int rc = directory.parent->open(directory.name.c_str(), directory.expected, opened);
@@ -289,12 +320,16 @@ void ReadAhead::openClaimed(Lock& lock, AheadDirectory& directory) {
     directory.stream = std::move(stream);
     directory.parent.reset();
     directory.state = rc == 0 ? AheadDirectory::PAUSED : AheadDirectory::LISTED;
+    ++unclaimed;
+    if (rc != 0 || directory.cancelled)
+        dropTask(directory.task);
     finished();
 }
 
 /// Reads some names of a directory that is PAUSED. Gives the lock up meanwhile.
 void ReadAhead::list(Lock& lock, AheadDirectory& directory) {
     directory.state = AheadDirectory::CLAIMED;
+    --unclaimed;
     const std::shared_ptr<DirectoryStream> stream = directory.stream;
     lock.unlock();
     std::vector<std::shared_ptr<AheadBlock>> blocks;
@@ -321,27 +356,30 @@ void ReadAhead::list(Lock& lock, AheadDirectory& directory) {
     directory.state = more ? AheadDirectory::PAUSED : AheadDirectory::LISTED;
     if (!directory.cancelled)
         addBlocks(directory, blocks);
+    ++unclaimed;
+    if (!more || directory.cancelled)
+        dropTask(directory.task);
     closeIfRead(directory);
+    wakeHelpers();
     finished();
 }
 
-/// Takes blocks in; the first of them is read first.
+/// Takes blocks in, before the names that are still to be read.
 void ReadAhead::addBlocks(AheadDirectory& directory,
                           const std::vector<std::shared_ptr<AheadBlock>>& blocks) {
     for (const std::shared_ptr<AheadBlock>& block : blocks) {
         usedBytes += block->bytes();
         directory.blocks.push_back(block);
+        addTask(directory.task, directory.shared_from_this(), block);
     }
+    full = full || usedBytes >= kMostBytes;
     directory.unread += blocks.size();
-    const std::shared_ptr<AheadDirectory> owner = directory.shared_from_this();
-    for (auto block = blocks.rbegin(); block != blocks.rend() && helped; ++block)
-        statTasks.push_back({owner, *block});
-    wake(blocks.size());
 }
 
 /// Reads the attributes of a block that is UNCLAIMED. Gives the lock up meanwhile.
 void ReadAhead::readAttributes(Lock& lock, AheadDirectory& directory, AheadBlock& block) {
     block.state = AheadBlock::CLAIMED;
+    --unclaimed;
     const std::shared_ptr<DirectoryStream> stream = directory.stream;
     lock.unlock();
     const auto start = std::chrono::steady_clock::now();
@@ -354,28 +392,26 @@ void ReadAhead::readAttributes(Lock& lock, AheadDirectory& directory, AheadBlock
     --directory.unread;
     if (!directory.cancelled)
         addChildren(directory, block);
+    tasks.erase(block.task);
     closeIfRead(directory);
+    wakeHelpers();
     finished();
 }
 
-/// Notes the directories of a block that the walk will enter, to be read in their order.
+/// Notes the directories of a block that the walk will enter, to be read in its place.
 void ReadAhead::addChildren(AheadDirectory& directory, AheadBlock& block) {
     if (directory.depth + 1 >= Scanner::kMaxComponents)
         return;
-    std::size_t added = 0;
-    for (auto entry = block.entries.rbegin(); entry != block.entries.rend(); ++entry) {
-        if (entry->rc != 0 || !isDirectory(entry->stat) || !place.holds(entry->stat.identity))
+    for (AheadEntry& entry : block.entries) {
+        if (entry.rc != 0 || !isDirectory(entry.stat) || !place.holds(entry.stat.identity))
             continue;
-        entry->child = std::make_shared<AheadDirectory>();
-        entry->child->depth = directory.depth + 1;
-        entry->child->name = block.nameOf(*entry);
-        entry->child->expected = entry->stat.identity;
-        entry->child->parent = directory.stream;
-        if (helped)
-            listTasks.push_back(entry->child);
-        ++added;
+        entry.child = std::make_shared<AheadDirectory>();
+        entry.child->depth = directory.depth + 1;
+        entry.child->name = block.nameOf(entry);
+        entry.child->expected = entry.stat.identity;
+        entry.child->parent = directory.stream;
+        addTask(block.task, entry.child, nullptr);
     }
-    wake(added);
 }
 
 /// Nothing more is read through the directory itself; its children hold it until they are
@@ -386,15 +422,16 @@ void ReadAhead::closeIfRead(AheadDirectory& directory) {
         directory.stream.reset();
 }
 
-void ReadAhead::wake(std::size_t tasks) {
-    if (tasks > 1)
-        work.notify_all();
-    else if (tasks == 1)
-        work.notify_one();
+/// Wakes as many helpers as there is work for, less one task that this thread does itself.
+void ReadAhead::wakeHelpers() {
+    if (idle == 0 || unclaimed < 2 || firstTask() == tasks.end())
+        return;
+    for (std::size_t count = std::min(idle, unclaimed - 1); count > 0; --count)
+        tasksAdded.notify_one();
 }
 
 /// The scan thread may wait for what has just been done.
 void ReadAhead::finished() {
     if (scanWaits)
-        done.notify_one();
+        taskDone.notify_one();
 }

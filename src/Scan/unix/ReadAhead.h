@@ -14,8 +14,8 @@
 /// Reads directories and attributes ahead of the scan thread, on helper threads.
 ///
 /// What a directory holds becomes known in blocks: names first, then the attributes of each
-/// block by any helper, and the directories among them are opened and read in turn, the ones
-/// that the walk reaches first before the others. The scan thread takes entries strictly in
+/// block by any helper, and the directories among them are opened and read in turn. Helpers
+/// always begin with what the walk will need first. The scan thread takes entries strictly in
 /// the order of the plain walk; what it needs and nobody has begun it does itself, so that it
 /// never waits for work that waits. It alone runs filters and statistics.
 ///
@@ -59,18 +59,16 @@ public:
 private:
     using Lock = std::unique_lock<std::mutex>;
 
-    /// Attributes of a block that are to be read.
-    struct StatTask {
-        std::shared_ptr<AheadDirectory> directory;
-        std::shared_ptr<AheadBlock> block;
-    };
-
     void start(unsigned helpers);
     void help();
     void helpUntilStopped(Lock& lock);
-    void waitForHelpers(Lock& lock);
-    [[nodiscard]] bool takeStatTask(StatTask& task);
-    [[nodiscard]] std::shared_ptr<AheadDirectory> takeListTask();
+    void workOrWait(Lock& lock);
+    void work(Lock& lock, const AheadTask& task);
+    [[nodiscard]] AheadTasks::iterator firstTask();
+    void addTask(AheadTasks::iterator before, std::shared_ptr<AheadDirectory> directory,
+                 std::shared_ptr<AheadBlock> block);
+    void dropTask(AheadTasks::iterator task);
+    void readNames(Lock& lock, AheadDirectory& directory);
     void list(Lock& lock, AheadDirectory& directory);
     void openClaimed(Lock& lock, AheadDirectory& directory);
     void readAttributes(Lock& lock, AheadDirectory& directory, AheadBlock& block);
@@ -78,8 +76,9 @@ private:
                    const std::vector<std::shared_ptr<AheadBlock>>& blocks);
     void addChildren(AheadDirectory& directory, AheadBlock& block);
     static void closeIfRead(AheadDirectory& directory);
-    void wake(std::size_t tasks);
+    void wakeHelpers();
     void cancelLocked(AheadDirectory& directory);
+    void giveBack(std::size_t bytes);
     void finished();
 
     const WalkPlace place;
@@ -87,15 +86,16 @@ private:
     std::atomic<std::size_t> openCount{0};
     std::atomic<std::size_t> blockSize;
 
-    std::mutex mutex;              // guards what follows, and all directories and blocks
-    std::condition_variable work;  // for helpers
-    std::condition_variable done;  // for the scan thread
+    std::mutex mutex;                    // guards what follows, and all directories and blocks
+    std::condition_variable tasksAdded;  // for helpers
+    std::condition_variable taskDone;    // for the scan thread
     bool scanWaits = false;
     bool stopping = false;
     bool failed = false;  // a helper had no memory
-    bool helped = false;  // there are helpers that take tasks
     std::size_t usedBytes = 0;
-    std::vector<StatTask> statTasks;                         // the last one is next
-    std::vector<std::shared_ptr<AheadDirectory>> listTasks;  // the last one is next
+    bool full = false;          // from the bound on until a quarter is free again
+    AheadTasks tasks;           // in the order of the walk, claimed ones too
+    std::size_t unclaimed = 0;  // of them
+    std::size_t idle = 0;       // helpers that wait for work
     std::vector<std::thread> threads;
 };
