@@ -66,7 +66,8 @@ std::string linePrefix(const char* file, int line) {
     return prefix;
 }
 
-/// Blanks in place of control characters: what a format of one line prints is one line.
+/// Blanks in place of control characters: what a format of one line prints is one line. Tabs
+/// indent and stay.
 void keepOneLine(std::string& text, std::size_t start, const char* format) {
     const char* const lineEnd = std::strchr(format, '\n');
     if (lineEnd && lineEnd[1] != '\0')
@@ -76,7 +77,7 @@ void keepOneLine(std::string& text, std::size_t start, const char* format) {
         --end;
     for (std::size_t i = start; i < end; ++i) {
         const auto c = static_cast<unsigned char>(text[i]);
-        if (c < 0x20 || c == 0x7f)
+        if ((c < 0x20 && c != '\t') || c == 0x7f)
             text[i] = ' ';
     }
 }
