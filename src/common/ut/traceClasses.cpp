@@ -16,6 +16,8 @@ unsigned char trPrefix = 0;
 unsigned char trClientType = 0;
 unsigned char trNls = 0;
 unsigned char trThread = 0;
+unsigned char trMemory = 0;
+unsigned char trMemdetail = 0;
 
 namespace {
 
@@ -27,8 +29,6 @@ unsigned char traceFileops = 0;
 unsigned char traceFioattribs = 0;
 unsigned char traceConfig = 0;
 unsigned char traceStats = 0;
-unsigned char traceMemory = 0;
-unsigned char traceMemdetail = 0;
 unsigned char traceThreadStatus = 0;
 unsigned char traceInstrument = 0;
 unsigned char traceErrorFlag = 0;
@@ -77,8 +77,8 @@ const TraceClass kFoundationClasses[] = {
     {"TIMESTAMP",     &trTimeStamp      },
     {"PREFIX",        &trPrefix         },
     {"CLIENTTYPE",    &trClientType     },
-    {"MEMORY",        &traceMemory      },
-    {"MEMDETAIL",     &traceMemdetail   },
+    {"MEMORY",        &trMemory         },
+    {"MEMDETAIL",     &trMemdetail      },
     {"NLS",           &trNls            },
     {"THREAD",        &trThread         },
     {"THREAD_STATUS", &traceThreadStatus},

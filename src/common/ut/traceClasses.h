@@ -23,8 +23,10 @@ extern unsigned char trPrefix;      // source file and line
 extern unsigned char trClientType;  // number of the program
 
 // Classes of the foundation's own lines.
-extern unsigned char trNls;     // messages and their caches
-extern unsigned char trThread;  // threads; also the header line where the thread changes
+extern unsigned char trNls;        // messages and their caches
+extern unsigned char trThread;     // threads; also the header line where the thread changes
+extern unsigned char trMemory;     // calls of the pool, which then walks all blocks each time
+extern unsigned char trMemdetail;  // a check of the whole pool after each call
 
 /// The classes of the foundation that this program's code tests, and their aggregates.
 extern const TraceClass kFoundationClasses[];
