@@ -19,6 +19,7 @@
 #include "Scan/AgentScan.h"
 #include "Scan/DefinitionLoader.h"
 #include "Scan/FilesystemScan.h"
+#include "common/mem/keMalloc.h"
 #include "common/nls/nls.h"
 #include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
@@ -382,6 +383,7 @@ void ExecScan::cleanUp() {
     if (messagesOpen)
         nlClose();
     messagesOpen = false;
+    KelPoolEnd();
     if (traceOpen)
         closeTrace();
     traceOpen = false;

@@ -57,6 +57,7 @@
 ///     ut                    trace (call sites: trace, TraceScope; its file: traceControl; its
 ///                           classes by name: traceClasses), log files (LogRecord, logPrune,
 ///                           logLayout), text helpers, directories
+///     mem                   the pool of small blocks: keMalloc; its parts: Pool
 ///     nls                   message catalogs: nls; an entry of one: messageRecord
 ///     thrd                  locks, threads, outcome of the process (GlobalRC), errno codes
 ///     unx                   start of the process, descriptors, shells, calls that can hang

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "Common/AgentArgs.h"
+#include "common/mem/keMalloc.h"
 #include "common/nls/nls.h"
 #include "common/thrd/psThread.h"
 #include "common/ut/TraceScope.h"
@@ -41,6 +42,7 @@ std::string getNaCatalogName() {
 int setupMessages(const std::string& catalog, const std::string& englishCatalog,
                   const std::string& errorLog, const std::string& nlsDir) {
     TraceScope scope("setupMessages");
+    KelPoolSetUp();
     NlsSettings settings;
     settings.catalog = catalog;
     settings.englishCatalog = englishCatalog;

@@ -5,8 +5,8 @@
 /// The file name of the agent's message catalog.
 [[nodiscard]] std::string getNaCatalogName();
 
-/// Opens the catalogs of the job below `nlsDir`: 0, or 610. The second name of the catalog
-/// is the English one; `errorLog` is the log of message failures.
+/// Makes the pool ready and opens the catalogs of the job below `nlsDir`: 0, or 610. The
+/// second name of the catalog is the English one; `errorLog` is the log of message failures.
 [[nodiscard]] int setupMessages(const std::string& catalog, const std::string& englishCatalog,
                                 const std::string& errorLog, const std::string& nlsDir);
 
