@@ -1,14 +1,16 @@
 #include "common/unx/virtstat.h"
 
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
 #include <fcntl.h>
 #include <pthread.h>
 #include <string>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
-#include "common/unx/HungFilesystems.h"
 #include "common/unx/statTap.h"
 #include "common/ut/TraceScope.h"
 
@@ -19,9 +21,10 @@ namespace {
 /// What the calls of a process share; guarded by pStatMutex.
 struct State {
     pkMutexOwner pStatMutex;
-    bool mutexState = false;     // pStatMutex exists
-    StatContext::Share context;  // of the present helper thread; null if there is none
+    bool mutexState = false;               // pStatMutex exists
+    std::vector<StatContext::Share> idle;  // threads that wait for work; the last one is next
     HungFilesystems hung;
+    std::condition_variable_any callEnded;  // for those who wait for a place
 };
 
 /// Never destroyed: a call may come back after the static objects have gone.
@@ -51,28 +54,64 @@ void init_pStatMutex() {
     }
 }
 
+/// Makes pStatMutex once: true if it exists.
+bool hasMutex(int& errCode) {
+    FoundationScope scope("hasMutex");
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    errCode = 0;
+    pthread_once(&once, init_pStatMutex);
+    if (state().mutexState)
+        return true;
+    errCode = EINVAL;
+    trError("kelNFSsyscalls: internal data structures were not initialized properly.\n");
+    trError(
+        "Please, restart Corvane Client process. If it doesn't help, try not to use "
+        "NFSTIMEOUT option.\n");
+    return false;
+}
+
 /// A failure without a code of its own counts as a bad argument.
 int codeOf(int error) {
     return error != 0 ? error : EINVAL;
 }
 
-/// Gives up the helper thread, if there is one. It is not joined: it may hang as long as the
+/// Gives up a helper thread, if there is one. It is not joined: it may hang as long as the
 /// mount does.
-StatContext::Share cleanUp() {
+void cleanUp(const StatContext::Share& context) {
     FoundationScope scope("cleanUp");
     trTrace(naMid, "cleanUp: entry point.\n");
-    StatContext::Share context = std::move(state().context);
     if (context)
         context->abandon();
-    return context;
 }
 
 /// Makes a helper thread if there is none: 0 or -1 with errno.
-int CreateStatFsThread() {
+int CreateStatFsThread(StatContext::Share& context) {
     FoundationScope scope("CreateStatFsThread");
-    if (!state().context)
-        state().context = StatContext::create();
-    return state().context ? 0 : -1;
+    if (!context)
+        context = StatContext::create();
+    return context ? 0 : -1;
+}
+
+/// pStatMutex for those who wait.
+struct StatMutex {
+    static void lock() { static_cast<void>(pkAcquireMutex(state().pStatMutex.get())); }
+    static void unlock() { static_cast<void>(pkReleaseMutex(state().pStatMutex.get())); }
+};
+
+/// Does `part` while it holds pStatMutex; false with errCode if that fails.
+template <class Part>
+bool holdingMutex(int& errCode, const Part& part) {
+    pkMutexHolder lock(state().pStatMutex.get());
+    int rc = -1;
+    if (lock.held()) {
+        part();
+        rc = lock.release();
+    }
+    if (rc == 0)
+        return true;
+    errCode = codeOf(errno);
+    trError("kelNFSsyscalls: pkReleaseMutex() failed! rc(%d), errno(%d)\n", rc, errCode);
+    return false;
 }
 
 /// Hands the work over and waits until it is back: 0, VS_TIMEOUT or -1 with errno.
@@ -92,37 +131,88 @@ int exchangeTaps(StatContext& context, std::chrono::nanoseconds limit) {
     return rc;
 }
 
-/// The part of a guarded call that holds the mutex.
-int callLocked(const std::shared_ptr<GuardedWork>& work, std::chrono::nanoseconds limit,
-               int& errCode) {
-    FoundationScope scope("callLocked");
-    HungFilesystems& hung = state().hung;
-    const HungFilesystems::Verdict verdict = hung.judge(*work, monotonicNanoseconds());
-    if (verdict == HungFilesystems::Verdict::Refuse) {
-        errCode = ESTALE;
-        return VS_TIMEOUT;
+/// Waits for a place among the calls, and takes a thread that is idle, if there is one.
+HungFilesystems::Verdict beginCall(HungFilesystems::Call& call, StatContext::Share& context) {
+    FoundationScope scope("beginCall");
+    State& shared = state();
+    StatMutex mutex;
+    HungFilesystems::Verdict verdict = shared.hung.judge(call, monotonicNanoseconds());
+    while (verdict == HungFilesystems::Verdict::Wait) {
+        shared.callEnded.wait(mutex);
+        verdict = shared.hung.judge(call, monotonicNanoseconds());
     }
-    int rc = CreateStatFsThread();
+    if (verdict == HungFilesystems::Verdict::Refuse) {
+        shared.callEnded.notify_all();
+    } else if (!shared.idle.empty()) {
+        context = std::move(shared.idle.back());
+        shared.idle.pop_back();
+    }
+    return verdict;
+}
+
+/// Makes a call that has its place: 0, VS_TIMEOUT or -1 with errCode.
+int makeCall(StatContext::Share& context, const std::shared_ptr<GuardedWork>& work,
+             std::chrono::nanoseconds limit, int& errCode) {
+    FoundationScope scope("makeCall");
+    int rc = CreateStatFsThread(context);
     if (rc != 0) {
         errCode = codeOf(errno);
         trError("kelNFSsyscalls: CreateStatFsThread() failed: rc(%d), errno(%d)\n", rc,
                 errCode);
-        static_cast<void>(cleanUp());
         return rc;
     }
-    state().context->setWork(work);
-    rc = exchangeTaps(*state().context, limit);
+    context->setWork(work);
+    rc = exchangeTaps(*context, limit);
     if (rc == 0) {
-        state().context->setWork(nullptr);
-        if (verdict == HungFilesystems::Verdict::Probe)
-            hung.answered();
+        context->setWork(nullptr);
+        errCode = 0;
         return 0;
     }
     errCode = rc == VS_TIMEOUT ? ESTALE : codeOf(errno);
     if (rc != VS_TIMEOUT)
         trError("kelNFSsyscalls: tryOnTap() failed, rc(%d), errno(%d)\n", rc, errCode);
-    hung.add(cleanUp(), *work, monotonicNanoseconds(), limit);
     return rc;
+}
+
+/// Takes out the threads that are too many to be idle. One may always be.
+std::vector<StatContext::Share> takeSurplus() {
+    FoundationScope scope("takeSurplus");
+    std::vector<StatContext::Share>& idle = state().idle;
+    std::vector<StatContext::Share> surplus;
+    while (idle.size() > 1 && idle.size() + state().hung.threadCount() > kMostGuardedCalls) {
+        surplus.push_back(std::move(idle.back()));
+        idle.pop_back();
+    }
+    return surplus;
+}
+
+/// Gives back the place of a call that was made with result `rc`, and its thread.
+bool endCall(const HungFilesystems::Call& call, StatContext::Share context, int rc,
+             std::chrono::nanoseconds limit, int& errCode) {
+    FoundationScope scope("endCall");
+    HungFilesystems& hung = state().hung;
+    HungFilesystems::Place place;
+    if (rc != 0) {
+        cleanUp(context);
+        place = HungFilesystems::placeOf(call.work);
+    }
+    std::vector<StatContext::Share> surplus;
+    const bool held = holdingMutex(errCode, [&] {
+        if (!context) {
+            hung.notMade(call);
+        } else if (rc != 0) {
+            hung.add(std::move(context), call, place, monotonicNanoseconds(), limit);
+        } else {
+            hung.answered(call);
+            state().idle.push_back(std::move(context));
+        }
+        if (hung.someoneWaits())
+            state().callEnded.notify_all();
+        surplus = takeSurplus();
+    });
+    for (const StatContext::Share& one : surplus)
+        cleanUp(one);
+    return held;
 }
 
 /// A request of the public call.
@@ -189,30 +279,19 @@ void doStat(StatRecord& record, SystemCall call) {
 int guardedCall(const std::shared_ptr<GuardedWork>& work, std::chrono::nanoseconds limit,
                 int& errCode) {
     FoundationScope scope("guardedCall");
-    static pthread_once_t once = PTHREAD_ONCE_INIT;
-    errCode = 0;
-    pthread_once(&once, init_pStatMutex);
-    if (!state().mutexState) {
-        errCode = EINVAL;
-        trError("kelNFSsyscalls: internal data structures were not initialized properly.\n");
-        trError(
-            "Please, restart Corvane Client process. If it doesn't help, try not to use "
-            "NFSTIMEOUT option.\n");
+    if (!hasMutex(errCode))
         return -1;
-    }
-    pkMutexHolder lock(state().pStatMutex.get());
-    if (!lock.held()) {
-        errCode = codeOf(errno);
-        trError("kelNFSsyscalls: pkReleaseMutex() failed! rc(%d), errno(%d)\n", -1, errCode);
+    HungFilesystems::Call call{*work, {}};
+    HungFilesystems::Verdict verdict{};
+    StatContext::Share context;
+    if (!holdingMutex(errCode, [&] { verdict = beginCall(call, context); }))
         return -1;
-    }
-    const int rc = callLocked(work, limit, errCode);
-    const int released = lock.release();
-    if (released != 0) {
-        errCode = codeOf(errno);
-        trError("kelNFSsyscalls: pkReleaseMutex() failed! rc(%d), errno(%d)\n", released,
-                errCode);
-        return -1;
+    int rc = VS_TIMEOUT;
+    errCode = ESTALE;
+    if (verdict == HungFilesystems::Verdict::Ask) {
+        rc = makeCall(context, work, limit, errCode);
+        if (!endCall(call, std::move(context), rc, limit, errCode))
+            return -1;
     }
     if (rc == VS_TIMEOUT)
         trError("kelNFSsyscalls: stale mount point for (%s)\n", work->name());
@@ -240,7 +319,8 @@ int kelNFSsyscalls(const char* path, int flag, void* buffer, int op, int timeout
 void virtStatCleanUp() {
     FoundationScope scope("virtStatCleanUp");
     trTrace(naMin, "virtStatCleanUp: entry point.\n");
-    static_cast<void>(cleanUp());
+    for (const StatContext::Share& context : std::exchange(state().idle, {}))
+        cleanUp(context);
     if (state().mutexState)
         globals_cleanup_routine();
 }

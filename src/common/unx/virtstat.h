@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <sys/statfs.h>
 
+#include "common/unx/HungFilesystems.h"
 #include "common/unx/StatContext.h"
 
 /// File system calls that can hang on a dead file server, with a time-out.
@@ -13,7 +14,11 @@
 /// The call is made by a helper thread, and the caller waits for its tap (see statTap.h). If
 /// that does not come in time the thread is abandoned, for nothing can stop a call that hangs
 /// in the kernel, and the answer is ESTALE. The next call gets a new thread; there are never
-/// many, see HungFilesystems. One guarded call at a time; any thread may ask.
+/// many, see HungFilesystems. Any thread may ask; who finds kMostGuardedCalls being made waits
+/// until one of them has ended.
+
+/// Calls at once, less by each that hangs.
+inline constexpr unsigned kMostGuardedCalls = HungFilesystems::kMostAbandoned;
 
 /// The operations of kelNFSsyscalls().
 enum VirtStatOperation {
@@ -38,7 +43,7 @@ enum VirtStatOperation {
 [[nodiscard]] int guardedCall(const std::shared_ptr<GuardedWork>& work,
                               std::chrono::nanoseconds limit, int& errCode);
 
-/// Ends the helper thread, at the end of a process. There are no guarded calls afterwards.
+/// Ends the helper threads, at the end of a process. There are no guarded calls afterwards.
 void virtStatCleanUp();
 
 /// A request and its answer.
