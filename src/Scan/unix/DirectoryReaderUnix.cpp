@@ -1,5 +1,6 @@
 #include "Scan/unix/DirectoryReaderUnix.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 
@@ -13,6 +14,8 @@
 #include "Scan/unix/DirectStream.h"
 #include "Scan/unix/GuardedStream.h"
 #include "Scan/unix/ReadAhead.h"
+#include "Scan/unix/SharedGuardedStream.h"
+#include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
 
@@ -55,14 +58,18 @@ int DirectoryReaderUnix::setHandle(std::unique_ptr<DirectoryStream> stream) {
 int DirectoryReaderUnix::openRoot(const std::string& path,
                                   std::unique_ptr<DirectoryStream>& stream) const {
     TraceScope scope("DirectoryReaderUnix::openRoot");
-    // Guarded calls are made one at a time, so nothing can be read ahead beside them.
     const std::chrono::seconds limit(scanner->getNfsTimeout());
-    if (limit.count() > 0)
-        return GuardedStream::openRoot(path, limit, stream);
-    const int rc = DirectStream::openRoot(path, stream);
-    if (rc == 0 && scanner->getReadAhead() > 0)
-        stream =
-            ReadAhead::over(std::move(stream), static_cast<unsigned>(scanner->getReadAhead()));
+    const bool guarded = limit.count() > 0;
+    if (scanner->getReadAhead() <= 0)
+        return guarded ? GuardedStream::openRoot(path, limit, stream)
+                       : DirectStream::openRoot(path, stream);
+    auto helpers = static_cast<unsigned>(scanner->getReadAhead());
+    if (guarded)  // more could not make calls beside the scan thread
+        helpers = std::min(helpers, kMostGuardedCalls - 1);
+    const int rc = guarded ? SharedGuardedStream::openRoot(path, limit, stream)
+                           : DirectStream::openRoot(path, stream);
+    if (rc == 0)
+        stream = ReadAhead::over(std::move(stream), helpers);
     return rc;
 }
 

@@ -1,8 +1,16 @@
 #pragma once
 
 #include <memory>
+#include <span>
 
 #include "Scan/unix/EntryStat.h"
+
+/// An entry whose attributes are asked for together with those of others, and where they go.
+struct EntryQuery {
+    const char* name;   // not owned, as all of it
+    EntryStat* result;  // valid if rc is 0
+    int* rc;            // 0 or an errno value
+};
 
 /// An open directory: the one place where a walk meets the system.
 ///
@@ -25,6 +33,13 @@ public:
     /// The attributes of the entry `name`, never those behind a symbolic link or an
     /// automount; of the directory itself for "".
     [[nodiscard]] virtual int attributes(const char* name, EntryStat& result) = 0;
+
+    /// The attributes of several entries; a file system that is asked elsewhere takes them in
+    /// one go.
+    virtual void attributesOf(std::span<const EntryQuery> queries) {
+        for (const EntryQuery& query : queries)
+            *query.rc = attributes(query.name, *query.result);
+    }
 
     /// Opens the directory `name` in this one, never through a symbolic link. ESTALE if it
     /// is no longer the object `expected`.

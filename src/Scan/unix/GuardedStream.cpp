@@ -3,23 +3,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
-
-namespace {
-
-/// Lets the helper thread work on the directory. If that fails, what goes on is the rest.
-int advance(std::shared_ptr<GuardedDirectory>& directory, std::chrono::nanoseconds limit) {
-    TraceScope scope("advance");
-    int error = 0;
-    if (guardedCall(directory, limit, error) == 0)
-        return 0;
-    if (directory->isOpen())
-        directory = directory->restAfter(error);
-    return error;
-}
-
-}  // namespace
 
 int GuardedStream::openRoot(const std::string& path, std::chrono::nanoseconds limit,
                             std::unique_ptr<DirectoryStream>& root) {

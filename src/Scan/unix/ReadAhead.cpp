@@ -61,6 +61,9 @@ public:
     int attributes(const char* name, EntryStat& result) override {
         return stream->attributes(name, result);
     }
+    void attributesOf(std::span<const EntryQuery> queries) override {
+        stream->attributesOf(queries);
+    }
     int open(const char* name, const EntryIdentity& expected,
              std::unique_ptr<DirectoryStream>& child) override {
         return stream->open(name, expected, child);
@@ -383,8 +386,11 @@ void ReadAhead::readAttributes(Lock& lock, AheadDirectory& directory, AheadBlock
     const std::shared_ptr<DirectoryStream> stream = directory.stream;
     lock.unlock();
     const auto start = std::chrono::steady_clock::now();
+    std::vector<EntryQuery> queries;
+    queries.reserve(block.entries.size());
     for (AheadEntry& entry : block.entries)
-        entry.rc = stream->attributes(block.nameOf(entry), entry.stat);
+        queries.push_back({block.nameOf(entry), &entry.stat, &entry.rc});
+    stream->attributesOf(queries);
     const auto time = (std::chrono::steady_clock::now() - start) / block.entries.size();
     blockSize = time > kLongAnswer ? kSmallBlock : kLargeBlock;
     lock.lock();

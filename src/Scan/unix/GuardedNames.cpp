@@ -1,0 +1,149 @@
+#include "Scan/unix/GuardedNames.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <dirent.h>
+#include <linux/magic.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utility>
+
+#include "Scan/unix/guardedSteps.h"
+#include "Scan/unix/systemEntry.h"
+#include "common/unx/statTap.h"
+#include "common/ut/TraceScope.h"
+
+namespace {
+
+constexpr std::size_t kLeastRoom = 4096;  // bytes for which names are read
+
+}  // namespace
+
+GuardedNames::GuardedNames(SharedFd parentFd, std::string text, const EntryIdentity& identity)
+    : parent(std::move(parentFd)),
+      directoryName(std::move(text)),
+      expected(identity),
+      fd(std::make_shared<UniqueFd>()) {}
+
+std::string GuardedNames::place() const {
+    TraceScope scope("GuardedNames::place");
+    if (*fd)
+        return pathOf(fd->get());
+    return parent ? pathOf(parent->get()) + "/" + directoryName : directoryName;
+}
+
+const char* GuardedNames::take() {
+    std::size_t length = 0;
+    const char* const taken = nextName(length);
+    position += length;
+    return taken;
+}
+
+void GuardedNames::startBatch() {
+    TraceScope scope("GuardedNames::startBatch");
+    if (position == filled)
+        position = filled = 0;
+}
+
+std::shared_ptr<GuardedNames> GuardedNames::restAfter(int error) const {
+    TraceScope scope("GuardedNames::restAfter");
+    auto rest = std::make_shared<GuardedNames>(parent, directoryName, expected);
+    rest->continueFrom(*this);
+    rest->endNames(error);
+    return rest;
+}
+
+void GuardedNames::continueFrom(const GuardedNames& failed) {
+    TraceScope scope("GuardedNames::continueFrom");
+    fd = failed.fd;
+    opened = failed.opened;
+    tells = failed.tells;
+    atEnd = failed.atEnd;
+    namesError = failed.namesError;
+    self = failed.self;
+    position = failed.position;
+    filled = failed.filled;
+    std::copy_n(failed.buffer.begin(), filled, buffer.begin());
+}
+
+void GuardedNames::endNames(int error) {
+    TraceScope scope("GuardedNames::endNames");
+    namesError = error;
+    atEnd = true;
+}
+
+// From here on the code of the helper thread, which can be cancelled in a system call: no
+// scope objects.
+
+int GuardedNames::run(StatContext& context) {
+    const std::int64_t end = monotonicNanoseconds() + kTripTime;
+    if (!openIfClosed(context))
+        return openError;
+    while (!atEnd && hasRoomForNames() && readNames(context) && monotonicNanoseconds() < end) {
+    }
+    return namesError;
+}
+
+bool GuardedNames::openIfClosed(StatContext& context) {
+    return opened || (open(context) && opened);
+}
+
+bool GuardedNames::hasRoomForNames() const {
+    return buffer.size() - filled >= kLeastRoom;
+}
+
+bool GuardedNames::open(StatContext& context) {
+    const long place = parent ? parent->get() : AT_FDCWD;
+    const int flags = kDirectoryFlags | (parent ? O_NOFOLLOW : 0);
+    const long path = argument(directoryName.c_str());
+    // Meant: not to be cancelled, for the descriptor would be lost.
+    long number = syscall(SYS_openat, place, path, flags | O_NOATIME, 0, 0);
+    if (number < 0 && errno == EPERM)
+        number = syscall(SYS_openat, place, path, flags, 0, 0);
+    const int error = number < 0 ? errno : 0;
+    const bool wanted = context.publish(monotonicNanoseconds(), [&] {
+        openError = error;
+        fd->reset(static_cast<int>(number));
+    });
+    if (!wanted && number >= 0)
+        close(static_cast<int>(number));
+    return wanted && (error != 0 || identify(context));
+}
+
+bool GuardedNames::identify(StatContext& context) {
+    int error = readStatus(fd->get(), "", status);
+    const EntryStat found = error == 0 ? entryStatOf(status) : EntryStat();
+    if (error == 0 && parent && !found.identity.sameObject(expected))
+        error = ESTALE;
+    bool onOverlay = false;
+    if (!parent && context.publish(monotonicNanoseconds(), [] {}))
+        onOverlay =
+            StatContext::cancellable(SYS_fstatfs, fd->get(), argument(&space), 0, 0, 0) == 0 &&
+            space.f_type == OVERLAYFS_SUPER_MAGIC;
+    return context.publish(monotonicNanoseconds(), [&] {
+        openError = error;
+        opened = error == 0;
+        self = found;
+        tells = !onOverlay;
+    });
+}
+
+bool GuardedNames::readNames(StatContext& context) {
+    const long bytes =
+        StatContext::cancellable(SYS_getdents64, fd->get(), argument(&buffer[0] + filled),
+                                 static_cast<long>(buffer.size() - filled), 0, 0);
+    const int error = bytes < 0 ? errno : 0;
+    return context.publish(monotonicNanoseconds(), [&] {
+        namesError = error;
+        atEnd = bytes <= 0;
+        filled += bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
+    });
+}
+
+const char* GuardedNames::nextName(std::size_t& length) const {
+    if (position == filled)
+        return nullptr;
+    const auto* const record = reinterpret_cast<const dirent64*>(&buffer[position]);
+    length = record->d_reclen;
+    return record->d_name;
+}
