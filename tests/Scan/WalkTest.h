@@ -21,6 +21,7 @@ protected:
     std::int32_t walk(DirectoryReaderFactory& readers, const std::string& mountPath) {
         ScannerUnix scanner(&filesystem, {&action}, {&all}, &users, &readers, mountPath,
                             nfsTimeout);
+        scanner.setReadAhead(readAhead);
         return scanner.scan();
     }
 
@@ -32,6 +33,7 @@ protected:
     }
 
     std::int32_t nfsTimeout = 0;  // seconds
+    std::int32_t readAhead = 0;   // helpers
     Filesystem filesystem;
     RecordingAction action;
     SelectNode all{[](const SelectNode*, const FileInfo*) { return 1; }};

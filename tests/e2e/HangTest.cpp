@@ -49,8 +49,9 @@ std::string rowsOf(const ScanRun& run, const std::string& id) {
 
 }  // namespace
 
-/// A job with a time-out over a good file system, 1, and one whose server hangs, 2.
-class HangTest : public testing::Test {
+/// A job with a time-out over a good file system, 1, and one whose server hangs, 2; with so
+/// many helpers that read ahead.
+class HangTest : public testing::TestWithParam<const char*> {
 protected:
     void SetUp() override {
         SKIP_UNLESS_ROOT_CAN_MOUNT();
@@ -74,7 +75,7 @@ protected:
             {1, tree.path("good")},
             {2, tree.path("bad") }
         }));
-        run.start({"-nfstimeout", "1"});
+        run.start({"-nfstimeout", "1", "-readahead", GetParam()});
     }
 
     const TempTree tree;
@@ -83,7 +84,9 @@ protected:
     ScanRun run;
 };
 
-TEST_F(HangTest, OtherFileSystemsAreAsWithoutTheOneThatHangs) {
+INSTANTIATE_TEST_SUITE_P(ReadAhead, HangTest, testing::Values("0", "64"));
+
+TEST_P(HangTest, OtherFileSystemsAreAsWithoutTheOneThatHangs) {
     ScanRun alone;
     alone.define(requestFor({
         {1, tree.path("good")}
@@ -111,11 +114,11 @@ TEST_F(HangTest, OtherFileSystemsAreAsWithoutTheOneThatHangs) {
     EXPECT_EQ("200", run.records("SSummary").at(0).at("sumFileCount"));
 }
 
-TEST_F(HangTest, AStopDuringAHangEndsTheJobWithoutAResult) {
+TEST_P(HangTest, AStopDuringAHangEndsTheJobWithoutAResult) {
     server->tell("hold 7");
     run.whileRunning = [this](pid_t job) {
-        // Of the entry at the top; the one below "sub" hangs next.
-        await(run.tree.path(ScanRun::kLog), "STA0063E");
+        await(run.tree.path(ScanRun::kLog), tree.path("bad"));
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
         kill(job, SIGTERM);
         awaitEnd(job);
         server->tell("answer .");

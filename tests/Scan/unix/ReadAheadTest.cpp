@@ -13,6 +13,9 @@
 #include "Scan/unix/DirectoryReaderUnix.h"
 #include "Scan/unix/ReadAhead.h"
 #include "Scan/unix/ScannerUnix.h"
+#include "Scan/unix/SharedGuardedStream.h"
+#include "common/thrd/psThread.h"
+#include "common/unx/virtstat.h"
 
 namespace {
 
@@ -31,6 +34,16 @@ public:
     }
     int attributes(const char* name, EntryStat& result) override {
         return name[0] != '\0' && fails(name, 'a') ? EIO : real->attributes(name, result);
+    }
+    void attributesOf(std::span<const EntryQuery> queries) override {
+        std::vector<EntryQuery> good;
+        for (const EntryQuery& query : queries) {
+            if (fails(query.name, 'a'))
+                *query.rc = EIO;
+            else
+                good.push_back(query);
+        }
+        real->attributesOf(good);
     }
     int open(const char* name, const EntryIdentity& expected,
              std::unique_ptr<DirectoryStream>& child) override {
@@ -58,20 +71,26 @@ private:
 
 class FaultyReader : public DirectoryReaderUnix {
 public:
-    FaultyReader(unsigned oneIn, unsigned helperThreads)
-        : rate(oneIn), helpers(helperThreads) {}
+    FaultyReader(unsigned oneIn, unsigned helperThreads, bool isGuarded)
+        : rate(oneIn), helpers(helperThreads), guarded(isGuarded) {}
 
     std::unique_ptr<DirectoryStream> Open(const std::string& path) override {
         std::unique_ptr<DirectoryStream> stream = DirectoryReaderUnix::Open(path);
         if (!firstReader || !stream)
             return stream;
+        if (guarded &&
+            SharedGuardedStream::openRoot(scanner->localPathOf(path), kLimit, stream) != 0)
+            return nullptr;
         stream = std::make_unique<FaultyStream>(std::move(stream), rate, 1);
         return helpers > 0 ? ReadAhead::over(std::move(stream), helpers) : std::move(stream);
     }
 
 private:
+    static constexpr std::chrono::minutes kLimit{1};
+
     const unsigned rate;
     const unsigned helpers;
+    const bool guarded;
 };
 
 class ReadAheadTest : public WalkTest, public DirectoryReaderFactory {
@@ -84,14 +103,15 @@ protected:
 
     std::unique_ptr<DirectoryReader> newDirectoryReader(Scanner* pScanner,
                                                         bool first) override {
-        auto reader = std::make_unique<FaultyReader>(rate, helpers);
+        auto reader = std::make_unique<FaultyReader>(rate, helpers, guarded);
         reader->init(pScanner, first);
         return reader;
     }
 
     /// Everything that a walk tells: code, calls in their order, attributes, log without times.
-    std::string walk(unsigned oneIn, unsigned helperThreads) {
+    std::string walk(unsigned oneIn, unsigned helperThreads, bool isGuarded = false) {
         rate = oneIn;
+        guarded = isGuarded;
         helpers = helperThreads;
         action.story.clear();
         action.seen.clear();
@@ -128,6 +148,7 @@ protected:
     std::mt19937 random{7};
     unsigned rate = 0;
     unsigned helpers = 0;
+    bool guarded = false;
 };
 
 TEST_F(ReadAheadTest, TellsWhatThePlainWalkTells) {
@@ -141,11 +162,15 @@ TEST_F(ReadAheadTest, TellsWhatThePlainWalkTells) {
         for (const unsigned oneIn : {0U, 50U, 4U}) {
             const std::string plain = walk(oneIn, 0);
             for (const unsigned helperThreads : {1U, 2U, 16U})
-                ASSERT_EQ(plain, walk(oneIn, helperThreads)) << oneIn << " " << helperThreads;
+                for (const bool withTimeout : {false, true})
+                    ASSERT_EQ(plain, walk(oneIn, helperThreads, withTimeout))
+                        << oneIn << " " << helperThreads << " " << withTimeout;
         }
     }
-    EXPECT_EQ(descriptors, count("/proc/self/fd"));
-    EXPECT_EQ(threads, count("/proc/self/task"));
+    const std::size_t idle = psThreadCount();  // with four ends of pipes each
+    EXPECT_GE(kMostGuardedCalls, idle);
+    EXPECT_EQ(descriptors + 4 * idle, count("/proc/self/fd"));
+    EXPECT_EQ(threads + idle, count("/proc/self/task"));
 }
 
 TEST_F(ReadAheadTest, AWideAndADeepDirectoryStayWithinTheBounds) {
@@ -157,7 +182,9 @@ TEST_F(ReadAheadTest, AWideAndADeepDirectoryStayWithinTheBounds) {
         tree.touch("wide-and-of-a-rather-long-name-" + std::to_string(i));
     for (int i = 0; i < 5000; ++i)
         tree.mkdirp("many/" + std::to_string(i) + "/in");
-    EXPECT_EQ(walk(0, 0), walk(0, 8));
+    const std::string plain = walk(0, 0);
+    EXPECT_EQ(plain, walk(0, 8));
+    EXPECT_EQ(plain, walk(0, 8, true));
 }
 
 TEST_F(ReadAheadTest, AStopEndsTheHelpers) {
