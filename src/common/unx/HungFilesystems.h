@@ -54,7 +54,7 @@ public:
     void add(StatContext::Share context, const Call& call, const Place& place, std::int64_t now,
              std::chrono::nanoseconds limit);
 
-    [[nodiscard]] bool someoneWaits() const { return !queue.empty(); }
+    [[nodiscard]] bool someAreMade() const { return callCount > 0; }
 
     /// Threads that are abandoned or at work.
     [[nodiscard]] std::size_t threadCount() const { return threads.size() + callCount; }

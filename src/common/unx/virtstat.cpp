@@ -75,21 +75,24 @@ int codeOf(int error) {
     return error != 0 ? error : EINVAL;
 }
 
-/// Gives up a helper thread, if there is one. It is not joined: it may hang as long as the
-/// mount does.
-void cleanUp(const StatContext::Share& context) {
+/// Gives up a helper thread. It is not joined: it may hang as long as the mount does.
+void cleanUp(StatContext& context) {
     FoundationScope scope("cleanUp");
     trTrace(naMid, "cleanUp: entry point.\n");
-    if (context)
-        context->abandon();
+    context.abandon();
 }
 
-/// Makes a helper thread if there is none: 0 or -1 with errno.
+/// Takes a helper thread that is idle, or makes one: 0 or -1 with errno.
 int CreateStatFsThread(StatContext::Share& context) {
     FoundationScope scope("CreateStatFsThread");
-    if (!context)
+    std::vector<StatContext::Share>& idle = state().idle;
+    if (idle.empty()) {
         context = StatContext::create();
-    return context ? 0 : -1;
+        return context ? 0 : -1;
+    }
+    context = std::move(idle.back());
+    idle.pop_back();
+    return 0;
 }
 
 /// pStatMutex for those who wait.
@@ -131,46 +134,49 @@ int exchangeTaps(StatContext& context, std::chrono::nanoseconds limit) {
     return rc;
 }
 
-/// Waits for a place among the calls, and takes a thread that is idle, if there is one.
-HungFilesystems::Verdict beginCall(HungFilesystems::Call& call, StatContext::Share& context) {
+/// Waits for a place among the calls and for a thread: 0; VS_TIMEOUT if the call is refused, or
+/// -1, with errCode. Gives pStatMutex up meanwhile.
+int beginCall(HungFilesystems::Call& call, StatContext::Share& context, int& errCode) {
     FoundationScope scope("beginCall");
-    State& shared = state();
+    HungFilesystems& hung = state().hung;
     StatMutex mutex;
-    HungFilesystems::Verdict verdict = shared.hung.judge(call, monotonicNanoseconds());
-    while (verdict == HungFilesystems::Verdict::Wait) {
-        shared.callEnded.wait(mutex);
-        verdict = shared.hung.judge(call, monotonicNanoseconds());
+    for (;; state().callEnded.wait(mutex)) {
+        const HungFilesystems::Verdict verdict = hung.judge(call, monotonicNanoseconds());
+        if (verdict == HungFilesystems::Verdict::Wait)
+            continue;
+        if (verdict == HungFilesystems::Verdict::Refuse) {
+            state().callEnded.notify_all();
+            errCode = ESTALE;
+            return VS_TIMEOUT;
+        }
+        const int rc = CreateStatFsThread(context);
+        if (rc == 0)
+            return 0;
+        errCode = codeOf(errno);
+        hung.notMade(call);
+        if (!hung.someAreMade()) {
+            trError("kelNFSsyscalls: CreateStatFsThread() failed: rc(%d), errno(%d)\n", rc,
+                    errCode);
+            return rc;
+        }
+        // The thread of one of those will do.
     }
-    if (verdict == HungFilesystems::Verdict::Refuse) {
-        shared.callEnded.notify_all();
-    } else if (!shared.idle.empty()) {
-        context = std::move(shared.idle.back());
-        shared.idle.pop_back();
-    }
-    return verdict;
 }
 
-/// Makes a call that has its place: 0, VS_TIMEOUT or -1 with errCode.
-int makeCall(StatContext::Share& context, const std::shared_ptr<GuardedWork>& work,
+/// Makes a call that has its place: 0; else VS_TIMEOUT or -1, with errCode.
+int makeCall(StatContext& context, const std::shared_ptr<GuardedWork>& work,
              std::chrono::nanoseconds limit, int& errCode) {
     FoundationScope scope("makeCall");
-    int rc = CreateStatFsThread(context);
-    if (rc != 0) {
-        errCode = codeOf(errno);
-        trError("kelNFSsyscalls: CreateStatFsThread() failed: rc(%d), errno(%d)\n", rc,
-                errCode);
-        return rc;
-    }
-    context->setWork(work);
-    rc = exchangeTaps(*context, limit);
+    context.setWork(work);
+    const int rc = exchangeTaps(context, limit);
     if (rc == 0) {
-        context->setWork(nullptr);
-        errCode = 0;
+        context.setWork(nullptr);
         return 0;
     }
     errCode = rc == VS_TIMEOUT ? ESTALE : codeOf(errno);
     if (rc != VS_TIMEOUT)
         trError("kelNFSsyscalls: tryOnTap() failed, rc(%d), errno(%d)\n", rc, errCode);
+    cleanUp(context);
     return rc;
 }
 
@@ -192,26 +198,21 @@ bool endCall(const HungFilesystems::Call& call, StatContext::Share context, int 
     FoundationScope scope("endCall");
     HungFilesystems& hung = state().hung;
     HungFilesystems::Place place;
-    if (rc != 0) {
-        cleanUp(context);
+    if (rc != 0)
         place = HungFilesystems::placeOf(call.work);
-    }
     std::vector<StatContext::Share> surplus;
     const bool held = holdingMutex(errCode, [&] {
-        if (!context) {
-            hung.notMade(call);
-        } else if (rc != 0) {
+        if (rc != 0) {
             hung.add(std::move(context), call, place, monotonicNanoseconds(), limit);
         } else {
             hung.answered(call);
             state().idle.push_back(std::move(context));
         }
-        if (hung.someoneWaits())
-            state().callEnded.notify_all();
+        state().callEnded.notify_all();
         surplus = takeSurplus();
     });
     for (const StatContext::Share& one : surplus)
-        cleanUp(one);
+        cleanUp(*one);
     return held;
 }
 
@@ -282,14 +283,13 @@ int guardedCall(const std::shared_ptr<GuardedWork>& work, std::chrono::nanosecon
     if (!hasMutex(errCode))
         return -1;
     HungFilesystems::Call call{*work, {}};
-    HungFilesystems::Verdict verdict{};
     StatContext::Share context;
-    if (!holdingMutex(errCode, [&] { verdict = beginCall(call, context); }))
+    int rc = 0;
+    if (!holdingMutex(errCode, [&] { rc = beginCall(call, context, errCode); }))
         return -1;
-    int rc = VS_TIMEOUT;
-    errCode = ESTALE;
-    if (verdict == HungFilesystems::Verdict::Ask) {
-        rc = makeCall(context, work, limit, errCode);
+    if (rc == 0) {
+        errCode = 0;
+        rc = makeCall(*context, work, limit, errCode);
         if (!endCall(call, std::move(context), rc, limit, errCode))
             return -1;
     }
@@ -320,7 +320,7 @@ void virtStatCleanUp() {
     FoundationScope scope("virtStatCleanUp");
     trTrace(naMin, "virtStatCleanUp: entry point.\n");
     for (const StatContext::Share& context : std::exchange(state().idle, {}))
-        cleanUp(context);
+        cleanUp(*context);
     if (state().mutexState)
         globals_cleanup_routine();
 }
