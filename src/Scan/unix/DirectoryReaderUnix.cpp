@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <sys/resource.h>
 
 #include "Common/GenericException.h"
 #include "Common/LogManager.h"
@@ -23,6 +24,15 @@ namespace {
 
 constexpr std::size_t kOpenLength = 4098;  // characters of a path that is opened
 constexpr std::size_t kStatLength = 4096;  // bytes for a path whose attributes are read
+
+/// Helpers that can make guarded calls beside the scan thread.
+unsigned mostGuardedHelpers() {
+    constexpr rlim_t perCall = 16;  // descriptors: four of pipes, the others of directories
+    struct rlimit limit {};
+    const rlim_t descriptors = getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_max : 0;
+    const rlim_t calls = std::clamp<rlim_t>(descriptors / perCall, 1, kMostGuardedCalls);
+    return static_cast<unsigned>(calls) - 1;
+}
 
 }  // namespace
 
@@ -64,8 +74,8 @@ int DirectoryReaderUnix::openRoot(const std::string& path,
         return guarded ? GuardedStream::openRoot(path, limit, stream)
                        : DirectStream::openRoot(path, stream);
     auto helpers = static_cast<unsigned>(scanner->getReadAhead());
-    if (guarded)  // more could not make calls beside the scan thread
-        helpers = std::min(helpers, kMostGuardedCalls - 1);
+    if (guarded)
+        helpers = std::min(helpers, mostGuardedHelpers());
     const int rc = guarded ? SharedGuardedStream::openRoot(path, limit, stream)
                            : DirectStream::openRoot(path, stream);
     if (rc == 0)

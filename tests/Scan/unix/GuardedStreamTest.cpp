@@ -70,6 +70,7 @@ TEST_P(GuardedStreamTest, AnEntryThatHangsIsTheOnlyOneThatIsMissing) {
 
 TEST_P(GuardedStreamTest, AMountThatDiesEndsItsWalkAndIsWalkedAgainLater) {
     const int files = readAhead > 0 ? 2000 : 100;  // more than is read ahead by then
+    const std::size_t everything = 2 + 2 * static_cast<std::size_t>(files);
     serve(files);
     if (readAhead > 0)
         server->tell("late 500");
@@ -79,7 +80,7 @@ TEST_P(GuardedStreamTest, AMountThatDiesEndsItsWalkAndIsWalkedAgainLater) {
                 server->stop();
         };
         EXPECT_EQ(0, walk());
-        EXPECT_GT(2U + 2 * files, action.seen.size());
+        EXPECT_GT(everything, action.seen.size());
         server->goOn();
         EXPECT_TRUE(comesBack());
         action.onAct = [](const std::string& /*path*/) {};
@@ -88,7 +89,7 @@ TEST_P(GuardedStreamTest, AMountThatDiesEndsItsWalkAndIsWalkedAgainLater) {
         EXPECT_LE(1, logged("STA0121E.* /sub\n"));
     }
     EXPECT_EQ(0, walk());
-    EXPECT_EQ(2U + 2 * files, action.seen.size());
+    EXPECT_EQ(everything, action.seen.size());
 
     server->tell("hold *");
     EXPECT_EQ(4, walk());
