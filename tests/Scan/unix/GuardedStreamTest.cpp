@@ -114,9 +114,9 @@ TEST_P(GuardedStreamTest, AMountThatHangsIsAskedByFewThreadsAndProbed) {
             EXPECT_GE(16U + 1U + 1U, psThreadCount()) << "with a probe and the thread at work";
         }
     };
-    std::vector<std::thread> others;
-    for (int i = 0; i < readAhead; ++i)
-        others.emplace_back(ask);
+    std::vector<std::thread> others(static_cast<std::size_t>(readAhead));
+    for (std::thread& thread : others)
+        thread = std::thread(ask);
     ask();
     for (std::thread& thread : others)
         thread.join();
