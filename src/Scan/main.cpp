@@ -21,6 +21,7 @@
 ///     DirectoryStream       the open directory: the only place that asks the system
 ///       DirectStream        by plain calls
 ///       GuardedStream, GuardedDirectory  with a time-out for each call
+///       SharedGuardedStream, GuardedNames, GuardedAttributes  the same for several threads
 ///       ReadAhead, AheadStream, AheadDirectory  read ahead on helper threads
 ///     FileAttributes        the entry at hand, as statistics see it; FileInfo as filters do
 ///     PlexSnapshot          the directory of snapshots that a walk leaves out
