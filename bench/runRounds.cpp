@@ -4,8 +4,9 @@
 //
 // A line of COMMANDS is a name, a tab and a command for the shell. With --cold the system
 // forgets all names and attributes before each run, which needs root; otherwise every
-// command runs once before the rounds begin. The ratio is that of wall times by round, its
-// median: what else the machine does hits both sides of it.
+// command runs once before the rounds begin. Each round begins with another command, so that
+// none always follows the same one. The ratio is that of wall times by round, its median: what
+// else the machine does hits both sides of it.
 
 #include <algorithm>
 #include <chrono>
@@ -97,7 +98,9 @@ int main(int argc, char** argv) {
             commands.push_back({line.substr(0, tab), line.substr(tab + 1), {}});
     }
     for (long round = cold ? 0 : -1; round < rounds; ++round) {
-        for (Command& command : commands) {
+        for (std::size_t i = 0; i < commands.size(); ++i) {
+            Command& command =
+                commands[(i + static_cast<std::size_t>(round + 1)) % commands.size()];
             if (cold)
                 forgetNames();
             const Run run = runOnce(command);
