@@ -4,6 +4,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -106,6 +107,16 @@ void StatContext::release() {
 void StatContext::setWork(std::shared_ptr<GuardedWork> next) {
     work = std::move(next);
     began = monotonicNanoseconds();  // the thread waits for its tap, so no lock is needed
+}
+
+void StatContext::moveTo(int number) {
+    if (number == processor)
+        return;
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(number, &set);
+    static_cast<void>(pthread_setaffinity_np(thread, sizeof set, &set));
+    processor = number;
 }
 
 std::int64_t StatContext::stepBegan() const {

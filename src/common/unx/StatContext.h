@@ -64,8 +64,11 @@ public:
     [[nodiscard]] int requestWrite() const { return pipes[1].get(); }
     [[nodiscard]] int replyRead() const { return pipes[2].get(); }
 
-    /// Stores what the next tap hands over, and what the last one handed back.
+    /// Stores what the next tap hands over, or null when the last one has handed it back.
     void setWork(std::shared_ptr<GuardedWork> next);
+
+    /// Lets the thread run on this processor only.
+    void moveTo(int number);
 
     /// When the work began its present step, in nanoseconds on the monotonic clock.
     [[nodiscard]] std::int64_t stepBegan() const;
@@ -113,7 +116,8 @@ private:
     std::atomic<int> shares{1};
     std::array<UniqueFd, 4> pipes;      // request read and write, reply read and write
     std::shared_ptr<GuardedWork> work;  // of whoever has the tap
-    psThreadId thread = 0;              // used by the caller only
+    psThreadId thread = 0;              // used by the caller only, like the next
+    int processor = -1;                 // to which the thread was sent last
     pkMutexOwner mutex;                 // guards what follows, and each byte of a pipe
     bool abandoned = false;
     bool ended = false;

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <string>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -117,9 +118,39 @@ bool holdingMutex(int& errCode, const Part& part) {
     return false;
 }
 
+/// Keeps caller and helper thread on one processor while it lives. One of them always waits for
+/// the other, and to wake up another processor each time takes longer than the calls: a walk
+/// with a time-out took 2.2 times as long as one without, and takes 1.2 times with this.
+class OneProcessor {
+public:
+    explicit OneProcessor(StatContext& context) noexcept {
+        const int current = sched_getcpu();
+        if (current < 0 || current >= CPU_SETSIZE ||
+            sched_getaffinity(0, sizeof before, &before) != 0)
+            return;
+        cpu_set_t set;
+        CPU_ZERO(&set);
+        CPU_SET(current, &set);
+        isHeld = sched_setaffinity(0, sizeof set, &set) == 0;
+        if (isHeld)
+            context.moveTo(current);
+    }
+    ~OneProcessor() {
+        if (isHeld)
+            static_cast<void>(sched_setaffinity(0, sizeof before, &before));
+    }
+    OneProcessor(const OneProcessor&) = delete;
+    OneProcessor& operator=(const OneProcessor&) = delete;
+
+private:
+    cpu_set_t before;  // where the caller may run
+    bool isHeld = false;
+};
+
 /// Hands the work over and waits until it is back: 0, VS_TIMEOUT or -1 with errno.
 int exchangeTaps(StatContext& context, std::chrono::nanoseconds limit) {
     FoundationScope scope("exchangeTaps");
+    const OneProcessor processor(context);
     std::int64_t began = context.stepBegan();
     int rc = tryOnTap(context.requestWrite(), SENDING, limit);
     if (rc == 0)
