@@ -121,3 +121,14 @@ int advance(std::shared_ptr<Directory>& directory, std::chrono::nanoseconds limi
         directory = directory->restAfter(error);
     return error;
 }
+
+/// Opens a directory that is not open: 0 or an errno value. Caller's thread.
+template <class Directory>
+int openInTime(std::shared_ptr<Directory>& directory, std::chrono::nanoseconds limit) {
+    TraceScope scope("openInTime");
+    const int error = advance(directory, limit);
+    // What hung may have come after the opening: the walk then meets it at its place.
+    if (directory->isOpen())
+        return 0;
+    return error != 0 ? error : directory->openFailure();
+}

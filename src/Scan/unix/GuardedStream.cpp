@@ -23,12 +23,10 @@ int GuardedStream::openGuarded(std::shared_ptr<GuardedDirectory> directory,
                                std::chrono::nanoseconds limit,
                                std::unique_ptr<DirectoryStream>& stream) {
     TraceScope scope("GuardedStream::openGuarded");
-    const int error = advance(directory, limit);
-    // What hung may have come after the opening: the walk then meets it at its place.
-    if (!directory->isOpen())
-        return error != 0 ? error : directory->openFailure();
-    stream.reset(new GuardedStream(std::move(directory), limit));
-    return 0;
+    const int rc = openInTime(directory, limit);
+    if (rc == 0)
+        stream.reset(new GuardedStream(std::move(directory), limit));
+    return rc;
 }
 
 int GuardedStream::next(const char*& name) {

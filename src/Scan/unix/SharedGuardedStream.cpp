@@ -32,12 +32,10 @@ int SharedGuardedStream::openGuarded(std::shared_ptr<GuardedNames> names,
                                      std::chrono::nanoseconds limit,
                                      std::unique_ptr<DirectoryStream>& stream) {
     TraceScope scope("SharedGuardedStream::openGuarded");
-    const int error = advance(names, limit);
-    // What hung may have come after the opening: the walk then meets it at its place.
-    if (!names->isOpen())
-        return error != 0 ? error : names->openFailure();
-    stream.reset(new SharedGuardedStream(std::move(names), limit));
-    return 0;
+    const int rc = openInTime(names, limit);
+    if (rc == 0)
+        stream.reset(new SharedGuardedStream(std::move(names), limit));
+    return rc;
 }
 
 int SharedGuardedStream::next(const char*& name) {
