@@ -299,6 +299,14 @@ void ReadAhead::dropTask(AheadTasks::iterator task) {
     tasks.erase(task);
 }
 
+/// A directory that was claimed is a task again, unless there is nothing left to do.
+void ReadAhead::endClaim(AheadDirectory& directory) {
+    if (directory.state == AheadDirectory::LISTED || directory.cancelled)
+        tasks.erase(directory.task);
+    else
+        ++unclaimed;
+}
+
 /// Opens a directory if it is not open, and reads some of its names.
 void ReadAhead::readNames(Lock& lock, AheadDirectory& directory) {
     if (directory.state == AheadDirectory::WAITING)
@@ -323,9 +331,7 @@ void ReadAhead::openClaimed(Lock& lock, AheadDirectory& directory) {
     directory.stream = std::move(stream);
     directory.parent.reset();
     directory.state = rc == 0 ? AheadDirectory::PAUSED : AheadDirectory::LISTED;
-    ++unclaimed;
-    if (rc != 0 || directory.cancelled)
-        dropTask(directory.task);
+    endClaim(directory);
     finished();
 }
 
@@ -359,9 +365,7 @@ void ReadAhead::list(Lock& lock, AheadDirectory& directory) {
     directory.state = more ? AheadDirectory::PAUSED : AheadDirectory::LISTED;
     if (!directory.cancelled)
         addBlocks(directory, blocks);
-    ++unclaimed;
-    if (!more || directory.cancelled)
-        dropTask(directory.task);
+    endClaim(directory);
     closeIfRead(directory);
     wakeHelpers();
     finished();

@@ -68,6 +68,7 @@ private:
     void addTask(AheadTasks::iterator before, std::shared_ptr<AheadDirectory> directory,
                  std::shared_ptr<AheadBlock> block);
     void dropTask(AheadTasks::iterator task);
+    void endClaim(AheadDirectory& directory);
     void readNames(Lock& lock, AheadDirectory& directory);
     void list(Lock& lock, AheadDirectory& directory);
     void openClaimed(Lock& lock, AheadDirectory& directory);
