@@ -61,7 +61,9 @@
 ///     mem                   the pool of small blocks: keMalloc; its parts: Pool
 ///     nls                   message catalogs: nls; an entry of one: messageRecord
 ///     thrd                  locks, threads, outcome of the process (GlobalRC), errno codes
-///     unx                   start of the process, descriptors, shells, calls that can hang
+///     unx                   start of the process, children, calls that are interrupted
+///     (systemCalls)
+///                           or can hang (virtstat)
 
 #include <clocale>
 #include <memory>

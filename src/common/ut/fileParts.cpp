@@ -1,8 +1,8 @@
 #include "common/ut/fileParts.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <unistd.h>
+
+#include "common/unx/systemCalls.h"
 
 namespace {
 
@@ -11,35 +11,14 @@ constexpr std::size_t kPiece = 65536;  // bytes moved at once
 }  // namespace
 
 bool writeFileAt(int fd, std::uint64_t offset, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written =
-            pwrite(fd, text.data(), text.size(), static_cast<off_t>(offset));
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        offset += static_cast<std::uint64_t>(written);
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
+    return writeWholeAt(fd, text, offset);
 }
 
 bool readFileAt(int fd, std::uint64_t offset, std::size_t most, std::string& text) {
     text.resize(most);
-    std::size_t length = 0;
-    while (length < most) {
-        const ssize_t got =
-            pread(fd, &text[length], most - length, static_cast<off_t>(offset + length));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return false;
-        if (got == 0)
-            break;
-        length += static_cast<std::size_t>(got);
-    }
-    text.resize(length);
-    return true;
+    const ssize_t length = readWholeAt(fd, text.data(), most, offset);
+    text.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+    return length >= 0;
 }
 
 bool copyFilePart(int source, std::uint64_t from, std::uint64_t end, int target,
