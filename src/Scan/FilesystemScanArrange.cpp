@@ -33,6 +33,17 @@ void replaceAll(std::string& text, const std::string& from, char to) {
         text.replace(hit, from.size(), 1, to);
 }
 
+/// A path without the escapes of masks.
+std::string withoutEscapes(const std::string& path) {
+    std::string text;
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        if (path[i] == '&' && ++i == path.size())
+            break;
+        text += path[i];
+    }
+    return text;
+}
+
 /// Stands in for the tree of all filers that have none.
 std::shared_ptr<LdapTree> treeOfTheTreeless() {
     TraceScope scope("treeOfTheTreeless");
@@ -165,7 +176,7 @@ std::string FilesystemScan::normalisedPath(std::string path) {
 
 std::int32_t FilesystemScan::depthBelow(const std::string& root, const MonDirSpec& dirSpec) {
     TraceScope scope("FilesystemScan::depthBelow");
-    const std::string& directory = dirSpec.getMdsPath();
+    const std::string directory = withoutEscapes(dirSpec.getMdsPath());
     const Slashes rootSlashes = findSlashes(root);
     const Slashes slashes = findSlashes(directory);
     const std::int32_t depth = slashes.count - rootSlashes.count;

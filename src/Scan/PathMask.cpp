@@ -7,7 +7,7 @@
 namespace {
 
 constexpr char kEscape = '\\';  // what "&" becomes once backslashes have become slashes
-constexpr std::string_view kSpecial = R"(*.[]^$\)";  // special in an expression
+constexpr std::string_view kSpecial = "*.[]^$";  // special in an expression
 
 bool isAbsolute(std::string_view mask) {
     return mask.starts_with('/');
@@ -35,7 +35,9 @@ public:
                     ++components;
             }
         }
-        if (expression.size() > 1)
+        // Meant: of a set without an end its last member goes, but never its bracket: what it
+        // is refused for stays.
+        if (expression.size() > 1 && !expression.ends_with('['))
             expression.pop_back();
         if (below)
             expression += kAnythingBelow;
@@ -59,7 +61,9 @@ private:
                 return;
             }
             if (byte == kEscape) {
-                const char escaped = mask[position++];  // the mask ends in "/"
+                char escaped = mask[position++];  // the mask ends in "/"
+                if (escaped == kEscape)
+                    escaped = '&';  // no backslash of the mask is left
                 if (kSpecial.find(escaped) != std::string_view::npos)
                     expression += kEscape;
                 expression += escaped;

@@ -11,7 +11,8 @@
 ///     [...]  a set of bytes, negated by a leading "!"; it never holds "/"
 ///     %/     any number of whole components, where it is a component of its own
 ///     /      the separator; a backslash is the same
-///     &      the escape: the next byte stands for itself
+///     &      the escape: the next byte, another "&" too, stands for itself; in a set it
+///            makes a pair of both, and "&&" there is a backslash
 ///
 /// A mask becomes a POSIX basic regular expression, which MaskMatcher compiles.
 

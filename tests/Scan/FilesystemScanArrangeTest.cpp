@@ -31,6 +31,7 @@ TEST(FilesystemScanArrangeTest, ADirectoryLiesAtADepthBelowTheRootOrElsewhere) {
         EXPECT_EQ(0, depthBelow("/mnt/a/", directory)) << directory;
     for (const char* directory : {"/MNT/A/d/", "/mnt/a/d*"})
         EXPECT_EQ(1, depthBelow("/mnt/a/", directory)) << directory;
+    EXPECT_EQ(1, depthBelow("/R&D/", "/R&&D/&*")) << "without the escapes";
     for (const char* directory : {"/mn/*", "/mnt/ab/d", "/mnt/aa", "/mnt/b", "/mnt"})
         EXPECT_EQ(-1, depthBelow("/mnt/a/", directory)) << directory;
 }

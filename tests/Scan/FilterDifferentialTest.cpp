@@ -28,7 +28,7 @@ const std::map<char, Texts> kGrammar = {
     {'m', {"$A$A\0"sv, "$A\0"sv, "/a\0"sv, "%\0"sv}                                          },
     {'A',
      {"a",      "b",    "c",     "ab",    "*",     "*", "?",  "[ab]", "[!a]", "[a-c]", "[+-9]",
-      "[!+-9]", "[]a]", "[.-0]", "[!/b]", "[b/a]", ".", "&*", "&a",   "&.",   "*"}           },
+      "[!+-9]", "[]a]", "[.-0]", "[!/b]", "[b/a]", ".", "&*", "&a",   "&.",   "&&"}          },
     {'N',
      {"\0\0\0\0"sv, "\0\0\0\1"sv, "\0\0\0\3"sv, "\0\0\3\xe8"sv, "\xff\xff\xff\xfa",
       "\x7f\xff\xff\xff", "\x80\0\0\0"sv}                                                    },
@@ -48,7 +48,7 @@ protected:
         for (const char* const directory : {"a/b/c", "b/a.b", "ab"})
             tree.mkdirp(directory);
         for (const char* const directory : {"", "a/", "a/b/", "a/b/c/", "b/", "b/a.b/"}) {
-            for (const char* const name : {"ca", "bb", "*", "].0"})
+            for (const char* const name : {"ca", "bb", "*", "].0", "a&"})
                 tree.touch(std::string(directory) + name);
         }
     }
