@@ -1,5 +1,7 @@
 #include "Scan/DirectoryReader.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <limits>
 
 #include "Common/GenericException.h"
@@ -16,6 +18,7 @@ namespace {
 constexpr std::uint32_t kNoSecurityData = 436;  // number of a failure of other platforms
 constexpr std::size_t kOwnerLength = 32;        // characters that filters see
 constexpr std::size_t kGroupLength = 16;
+constexpr std::uint32_t kMostLinks = INT32_MAX;  // that a record can hold
 
 /// Seconds as milliseconds; a time that does not fit stays at the end of the range.
 std::int64_t milliseconds(std::int64_t seconds) {
@@ -116,7 +119,7 @@ void DirectoryReader::ScannerFinishOffStat(FileAttributes* file, FileInfo* info)
     file->faAttributes = info->attributes;
     file->faLength = info->stat.size;
     file->faBlocks = info->stat.blocks;
-    file->faLinkCount = static_cast<std::int32_t>(info->stat.linkCount);
+    file->faLinkCount = static_cast<std::int32_t>(std::min(info->stat.linkCount, kMostLinks));
     file->faInodeNumber = static_cast<std::int64_t>(info->stat.identity.inode);
     file->faModified = milliseconds(info->stat.modified);
     file->faAccessed = milliseconds(info->stat.accessed);

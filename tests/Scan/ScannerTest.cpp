@@ -4,6 +4,7 @@
 
 #include "Common/GenericException.h"
 #include "Scan/FileAttributes.h"
+#include "Scan/FileInfo.h"
 #include "Scan/Scanner.h"
 #include "Scan/WalkTest.h"
 #include "Scan/unix/DirectoryReaderUnix.h"
@@ -21,7 +22,8 @@ void raiseFor(const std::string& path, const std::string& call) {
         throw new LocalizableException;
 }
 
-/// Reads a real directory. A name that holds "lost" has no attributes.
+/// Reads a real directory. A name that holds "lost" has no attributes, and one that holds
+/// "linked" has more links than a record can hold.
 class FakeReader : public DirectoryReaderUnix {
 public:
     std::unique_ptr<DirectoryStream> Open(const std::string& path) override {
@@ -36,6 +38,11 @@ public:
     std::optional<EntryIdentity> Stat(FileAttributes* file) override {
         raiseFor(file->faName, "stat");
         const auto place = DirectoryReaderUnix::Stat(file);
+        if (file->faName.find("linked") != std::string::npos) {
+            FileInfo info;
+            info.stat.linkCount = 3'000'000'000;
+            ScannerFinishOffStat(file, &info);
+        }
         return file->faName.find("lost") == std::string::npos ? place : std::nullopt;
     }
 };
@@ -90,6 +97,12 @@ TEST_F(ScannerTest, AFailureAtAnEntryLeavesTheOthersAlone) {
     }
     action.onAct = [](const std::string& path) { raiseFor(path + "-failure", "a"); };
     EXPECT_EQ(8, walk(*this, tree.root()));
+}
+
+TEST_F(ScannerTest, AFileHasAtMostTheLinksThatARecordCanHold) {
+    tree.touch("linked");
+    EXPECT_EQ(0, walk(*this, tree.root()));
+    EXPECT_EQ(2147483647, action.seen.at("/linked").faLinkCount);
 }
 
 namespace {
