@@ -10,6 +10,8 @@
 ///     keep .      hold no further ones
 ///     answer .    the same, and answer all that are held
 ///     late US     answer look-ups after 0.5 to 1.5 times so many microseconds
+///     break N     fail when a directory is listed from its entry N on
+///     stick N     keep those requests instead
 ///
 /// Ends with its parent, or after some minutes, whatever is held: nothing hangs for ever.
 
@@ -52,6 +54,8 @@ std::string heldName;  // empty for none
 std::vector<Request> held;
 std::multimap<Clock::time_point, Request> late;
 std::chrono::microseconds lateness{0};
+std::uint64_t brokenAt = UINT64_MAX;  // entries from here on are not listed
+bool sticks = false;                  // who asks for them waits
 
 void reply(const Request& request, int error, const void* data, std::size_t size) {
     fuse_out_header header{};
@@ -82,7 +86,8 @@ void describe(fuse_attr& attributes, std::uint64_t inode) {
 
 std::string entriesOf(std::uint64_t directory, const fuse_read_in& from) {
     std::string out;
-    for (std::uint64_t i = from.offset; i < files + (directory == kSub ? 0 : 1); ++i) {
+    const std::uint64_t count = files + (directory == kSub ? 0 : 1);
+    for (std::uint64_t i = from.offset; i < std::min(count, brokenAt); ++i) {
         const std::string name = i < files ? std::to_string(i) : "sub";
         fuse_dirent entry{};
         entry.ino = inodeOf(directory, name);
@@ -128,6 +133,8 @@ void answer(const Request& request) {
         case FUSE_READDIR: {
             fuse_read_in from{};
             std::memcpy(&from, request.body.data(), sizeof from);
+            if (from.offset >= brokenAt)
+                return reply(request, EIO, nullptr, 0);
             const std::string entries = entriesOf(node, from);
             return reply(request, 0, entries.data(), entries.size());
         }
@@ -144,10 +151,18 @@ void answer(const Request& request) {
     }
 }
 
+bool isStuck(const Request& request) {
+    fuse_read_in from{};
+    if (!sticks || request.header.opcode != FUSE_READDIR)
+        return false;
+    std::memcpy(&from, request.body.data(), sizeof from);
+    return from.offset >= brokenAt;
+}
+
 void take(Request request) {
     const bool lookUp = request.header.opcode == FUSE_LOOKUP;
     const bool everything = heldName == "*" && request.header.opcode != FUSE_INIT;
-    if (everything || (lookUp && heldName == request.body.c_str()))
+    if (everything || (lookUp && heldName == request.body.c_str()) || isStuck(request))
         held.push_back(std::move(request));
     else if (lookUp && lateness.count() > 0)
         late.emplace(Clock::now() + lateness / 2 + lateness * (std::rand() % 1000) / 1000,
@@ -163,6 +178,8 @@ void obey() {
         std::exit(0);
     heldName = command == "hold" ? argument : "";
     lateness = std::chrono::microseconds(command == "late" ? std::stol(argument) : 0);
+    sticks = command == "stick";
+    brokenAt = sticks || command == "break" ? std::stoull(argument) : UINT64_MAX;
     if (command == "answer") {
         for (const Request& request : std::exchange(held, {}))
             answer(request);

@@ -1,6 +1,7 @@
 #include "Scan/Scanner.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 
 #include "Common/GenericException.h"
@@ -55,6 +56,8 @@ Scanner::~Scanner() {
 
 std::int32_t Scanner::scan() {
     TraceScope scope("Scanner::scan");
+    bounds = WalkBounds(path, plexSnapshotDirectory(),
+                        Filesystem::isGRIDFSFileset(filesystem->fsType), longestPath());
     const std::int32_t opened = openRoot();
     if (opened != 0)
         return opened;
@@ -62,7 +65,6 @@ std::int32_t Scanner::scan() {
     filesystem->fsScanTime = currentMilliseconds();
     scanTime = static_cast<std::int32_t>(filesystem->fsScanTime / 1000);
     currentFile->faName = path;
-    const std::string snapshotDirectory = plexSnapshotDirectory();
     if (!arrayReader.front()) {
         trTrace(naMin,
                 "Scanner::scan() : ERROR: The array reader stored at <arrayReader[0]> is NULL. "
@@ -70,12 +72,13 @@ std::int32_t Scanner::scan() {
         return kNoReader;
     }
     try {
-        rc = statRoot() ? 0 : kSurvived;
+        if (!statRoot())
+            noteLoss();
         path = withSlash(path);
         fireSelected();
         fireEntered();
         currentFile->faName = path;
-        walk(snapshotDirectory);
+        walk();
         logMsg(message::AGT0144I, {std::to_string(total)});
         return rc;
     } catch (GenericException* thrown) {
@@ -132,7 +135,7 @@ bool Scanner::statRoot() {
     return true;
 }
 
-void Scanner::walk(const std::string& snapshotDirectory) {
+void Scanner::walk() {
     TraceScope scope("Scanner::walk");
     const std::int16_t fsType = filesystem->fsType;
     while (level >= 0) {
@@ -141,8 +144,7 @@ void Scanner::walk(const std::string& snapshotDirectory) {
             --level;
             continue;
         }
-        if (level == 0 && currentFile->faType == FA_DIRECTORY &&
-            isSnapshot(snapshotDirectory)) {
+        if (level == 0 && currentFile->faType == FA_DIRECTORY && isSnapshot()) {
             trTrace(naMin, "Scanner::scan() : Skipping the snapshot directory %s\n",
                     currentFile->faName.c_str());
             continue;
@@ -159,10 +161,10 @@ void Scanner::walk(const std::string& snapshotDirectory) {
 /// Enters the current entry, a directory.
 void Scanner::advance() {
     TraceScope scope("Scanner::advance");
-    if (level > kMaxComponents - 2) {
+    if (level > WalkBounds::kMaxComponents - 2) {
         trTrace(naMin,
                 "Scanner::advance() : level >= (MAX_COMPONENTS - 1): MAX_COMPONENTS = %d.",
-                kMaxComponents);
+                WalkBounds::kMaxComponents);
         logMsg(message::STA0001E, {path});
         return;
     }
@@ -195,7 +197,7 @@ void Scanner::storeReader(std::unique_ptr<DirectoryReader> reader) {
 
 void Scanner::decrementLevel(const std::string& oldPath) {
     TraceScope scope("Scanner::decrementLevel");
-    rc = kSurvived;
+    noteLoss();
     if (level < 0) {
         trTrace(naMin,
                 "Scanner::decrementLevel() : ERROR in <path = arrayReader[level]> since level "
@@ -232,7 +234,7 @@ bool Scanner::nextGood(std::int16_t fsType) {
                     "Scanner::nextGood() : ERROR: Caught LocalizableException in "
                     "array[%d].next(%i) ... Setting rc to 4",
                     level, fsType);
-            rc = kSurvived;
+            noteLoss();
         }
     }
 }
@@ -279,7 +281,6 @@ void Scanner::forgetEntry() {
     *currentFile = FileAttributes();
     currentFile->faName = std::move(name);
     currentFile->faType = FA_ELSEWHERE;
-    currentIdentity = EntryIdentity();
     selectedCount = 0;
 }
 
@@ -288,9 +289,12 @@ void Scanner::placeEntry(const std::optional<EntryIdentity>& place) {
         forgetEntry();
         return;
     }
-    currentIdentity = *place;
-    if (!rootPlace.holds(*place))
+    if (!rootPlace.holds(*place, currentFile->faType == FA_DIRECTORY))
         currentFile->faType = FA_ELSEWHERE;
+}
+
+void Scanner::noteLoss() {
+    rc = kSurvived;
 }
 
 DirectoryStream* Scanner::containingStream() const {
@@ -359,10 +363,19 @@ std::string Scanner::plexSnapshotDirectory() const {
     return directory;
 }
 
-// Meant: the whole path counts, so a mount point of that name loses all its directories.
-bool Scanner::isSnapshot(const std::string& snapshotDirectory) const {
+/// Characters up to which a reported path can be used: a longer one would not fit into a call
+/// by path, whether it is made or not.
+std::size_t Scanner::longestPath() const {
+    TraceScope scope("Scanner::longestPath");
+    if (!localPath)
+        return PATH_MAX - 1;
+    const std::size_t replaced =
+        std::max(localPath->localText.size() + 1, localPath->maxLength);
+    return replaced < PATH_MAX ? PATH_MAX - replaced + localPath->remoteLength : 0;
+}
+
+/// True if the current file, an entry of the root, is a directory of snapshots.
+bool Scanner::isSnapshot() const {
     TraceScope scope("Scanner::isSnapshot");
-    const std::string& name = currentFile->faName;
-    return (!snapshotDirectory.empty() && name == snapshotDirectory) ||
-           name.find(".snapshot") != std::string::npos;
+    return bounds.isSnapshot(std::string_view(currentFile->faName).substr(bounds.rootLength()));
 }

@@ -10,6 +10,7 @@
 #include "Scan/DirectoryReader.h"
 #include "Scan/FileType.h"
 #include "Scan/unix/EntryStat.h"
+#include "Scan/unix/WalkBounds.h"
 
 class FileAction;
 class FileAttributes;
@@ -37,8 +38,6 @@ struct LocalPathInfo {
 /// only; one object serves one walk.
 class Scanner {
 public:
-    static constexpr std::int32_t kMaxComponents = 200;  // levels below the root
-
     /// `actions` and `filters` are parallel. Everything pointed to must outlive the walk.
     Scanner(Filesystem* pFilesystem, const std::vector<FileAction*>& fileActions,
             const std::vector<const SelectNode*>& filters, UserTable* users,
@@ -95,6 +94,15 @@ public:
     /// The open directory that holds the current one.
     [[nodiscard]] DirectoryStream* containingStream() const;
 
+    /// Where the walk takes place, from the moment when its root has attributes.
+    [[nodiscard]] const WalkPlace& getPlace() const { return rootPlace; }
+
+    /// What the walk leaves out there.
+    [[nodiscard]] const WalkBounds& getBounds() const { return bounds; }
+
+    /// Something is missing from the figures, and was reported: the walk's code is 4 at least.
+    void noteLoss();
+
     [[nodiscard]] const std::string& getPath() const { return path; }
     void setPath(const std::string& directory) { path = directory; }
     [[nodiscard]] const std::string& getRootPath() const { return rootPath; }
@@ -106,7 +114,6 @@ public:
         return arrayReader[static_cast<std::size_t>(open)]->getPathLength();
     }
     [[nodiscard]] FileAttributes* getCurrentFile() const { return currentFile.get(); }
-    [[nodiscard]] const EntryIdentity& getCurrentIdentity() const { return currentIdentity; }
     [[nodiscard]] UserTable* getUserTable() const { return userTable; }
 
 protected:
@@ -118,7 +125,7 @@ protected:
 private:
     [[nodiscard]] std::int32_t openRoot();
     [[nodiscard]] bool statRoot();
-    void walk(const std::string& snapshotDirectory);
+    void walk();
     void advance();
     [[nodiscard]] bool nextGood(std::int16_t fsType);
     void decrementLevel(const std::string& oldPath);
@@ -129,17 +136,18 @@ private:
     void countEntry();
     void forgetEntry();
     [[nodiscard]] std::string plexSnapshotDirectory() const;
-    [[nodiscard]] bool isSnapshot(const std::string& snapshotDirectory) const;
+    [[nodiscard]] std::size_t longestPath() const;
+    [[nodiscard]] bool isSnapshot() const;
 
     std::int32_t rc = 0;
     UserTable* userTable;                    // not owned
     const std::vector<FileAction*> actions;  // members not owned
     DirectoryReaderFactory* factory;         // not owned
     WalkPlace rootPlace;
+    WalkBounds bounds;
     std::int32_t scanTime = 0;
     std::vector<std::unique_ptr<DirectoryReader>> arrayReader;  // one per level
     std::unique_ptr<FileAttributes> currentFile;
-    EntryIdentity currentIdentity;                     // of the current file
     std::int32_t level = 0;                            // of the active reader; -1 ends the walk
     const std::vector<const SelectNode*> selectNodes;  // parallel to actions, not owned
     std::vector<std::uint32_t> selected;               // indices of actions, ascending

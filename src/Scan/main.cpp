@@ -23,6 +23,7 @@
 ///       GuardedStream, GuardedDirectory  with a time-out for each call
 ///       SharedGuardedStream, GuardedNames, GuardedAttributes  the same for several threads
 ///       ReadAhead, AheadStream, AheadDirectory  read ahead on helper threads
+///     WalkBounds            what a walk leaves out, for the walker and for those helpers
 ///     FileAttributes        the entry at hand, as statistics see it; FileInfo as filters do
 ///     PlexSnapshot          the directory of snapshots that a walk leaves out
 ///     UnixUserTable, UberTable  owners and groups (UserOrGroup) by number and by name

@@ -62,7 +62,7 @@ struct AheadDirectory : std::enable_shared_from_this<AheadDirectory> {
     bool cancelled = false;     // nobody will ask for it; what is unclaimed is no task any more
     int depth = 0;              // of the root 0
     std::string name;
-    EntryIdentity expected;
+    std::size_t prefixLength = 0;             // characters of its reported path, with a "/"
     std::shared_ptr<DirectoryStream> parent;  // until it is open
     /// Null until then, and again when names and attributes are read; the root's stays.
     std::shared_ptr<DirectoryStream> stream;

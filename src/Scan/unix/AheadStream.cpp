@@ -42,7 +42,7 @@ int AheadStream::attributes(const char* name, EntryStat& result) {
     return entry->rc;
 }
 
-int AheadStream::open(const char* name, const EntryIdentity& expected,
+int AheadStream::open(const char* name, const WalkPlace& place,
                       std::unique_ptr<DirectoryStream>& child) {
     TraceScope scope("AheadStream::open");
     AheadEntry* const entry = current(name);
@@ -53,9 +53,10 @@ int AheadStream::open(const char* name, const EntryIdentity& expected,
         rc = ahead->open(*known);
     } else if (directory->stream) {
         std::unique_ptr<DirectoryStream> opened;
-        rc = directory->stream->open(name, expected, opened);
+        rc = directory->stream->open(name, place, opened);
         if (rc == 0)
-            known = ahead->adopt(std::move(opened), directory->depth + 1);
+            known = ahead->adopt(std::move(opened), directory->depth + 1,
+                                 directory->prefixLength + std::strlen(name) + 1);
     }
     if (rc == 0)
         child = std::make_unique<AheadStream>(ahead, std::move(known));

@@ -72,7 +72,7 @@ int DirectStream::attributes(const char* name, EntryStat& result) {
     return readAttributes(fd.get(), name, result);
 }
 
-int DirectStream::open(const char* name, const EntryIdentity& expected,
+int DirectStream::open(const char* name, const WalkPlace& place,
                        std::unique_ptr<DirectoryStream>& child) {
     TraceScope scope("DirectStream::open");
     UniqueFd directory;
@@ -80,13 +80,11 @@ int DirectStream::open(const char* name, const EntryIdentity& expected,
     if (rc != 0)
         return rc;
 
-    struct stat status {};
-    if (fstat(directory.get(), &status) != 0)
-        return errno;
-    EntryIdentity opened;
-    opened.device = status.st_dev;
-    opened.inode = status.st_ino;
-    if (!opened.sameObject(expected))
+    EntryStat opened;
+    rc = readAttributes(directory.get(), "", opened);
+    if (rc != 0)
+        return rc;
+    if (!place.holds(opened.identity, true))
         return ESTALE;
     child.reset(new DirectStream(std::move(directory)));
     return 0;

@@ -8,7 +8,6 @@
 #include "Common/GenericException.h"
 #include "Common/LogManager.h"
 #include "Common/unix/pssignal.h"
-#include "Probe/Filesystem.h"
 #include "Scan/FileAttributes.h"
 #include "Scan/FileInfo.h"
 #include "Scan/Scanner.h"
@@ -79,7 +78,7 @@ int DirectoryReaderUnix::openRoot(const std::string& path,
     const int rc = guarded ? SharedGuardedStream::openRoot(path, limit, stream)
                            : DirectStream::openRoot(path, stream);
     if (rc == 0)
-        stream = ReadAhead::over(std::move(stream), helpers);
+        stream = ReadAhead::over(std::move(stream), helpers, scanner->getBounds());
     return rc;
 }
 
@@ -87,8 +86,11 @@ std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& pa
     TraceScope scope("DirectoryReaderUnix::Open");
     const bool fits = scanner->getLocalPath() ? scanner->localPathFits(path, kOpenLength, 0)
                                               : Scanner::ScannerInitOpen(path, kOpenLength);
-    if (!fits)
+    if (!fits) {
+        if (scanner->getLocalPath())  // the other one has reported it
+            logMsg(message::STA0139W, {path});
         return nullptr;
+    }
 
     std::unique_ptr<DirectoryStream> stream;
     int rc = 0;
@@ -96,7 +98,7 @@ std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& pa
         rc = openRoot(scanner->localPathOf(path), stream);
     } else {
         const char* const name = path.c_str() + path.rfind('/') + 1;
-        rc = scanner->containingStream()->open(name, scanner->getCurrentIdentity(), stream);
+        rc = scanner->containingStream()->open(name, scanner->getPlace(), stream);
     }
     if (rc != 0) {
         trTrace(naMin, ">> opendir() failed on %s \n", path.c_str());
@@ -108,7 +110,7 @@ std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& pa
     return stream;
 }
 
-bool DirectoryReaderUnix::NextDirEntry(std::int16_t fsType) {
+bool DirectoryReaderUnix::NextDirEntry(std::int16_t /*fsType*/) {
     TraceScope scope("DirectoryReaderUnix::NextDirEntry");
     for (;;) {
         if (agentStop) [[unlikely]] {
@@ -119,14 +121,17 @@ bool DirectoryReaderUnix::NextDirEntry(std::int16_t fsType) {
         if (!handle)
             break;
         const int rc = handle->next(entryName);
-        if (rc != 0)
+        if (rc != 0) {
             trTrace(naMin, ">> readdir() failed on %s: %s\n", scanner->getPath().c_str(),
                     errnoText(rc).c_str());
+            logMsg(message::STA0121E, {scanner->getPath()});
+            scanner->noteLoss();
+        }
         if (rc != 0 || !entryName)
             break;
         if (std::strcmp(entryName, ".") == 0 || std::strcmp(entryName, "..") == 0)
             continue;
-        if (Filesystem::isGRIDFSFileset(fsType) && std::strcmp(entryName, ".gridcopy") == 0)
+        if (scanner->getBounds().passesOver(entryName))
             continue;
         scanner->ScannerFinishOffNextEntry(entryName);
         return true;
@@ -158,8 +163,10 @@ std::optional<EntryIdentity> DirectoryReaderUnix::Stat(FileAttributes* file) {
 
     const LocalPathInfo* const local = scanner->getLocalPath();
     if (local && !scanner->localPathFits(file->faName, kStatLength,
-                                         local->maxLength - local->localText.size()))
+                                         local->maxLength - local->localText.size())) {
+        logMsg(message::STA0139W, {file->faName});
         return std::nullopt;
+    }
     if (!scanner->Stat(info)) {
         trTrace(naMin, "Stat() failed on %s ... returning -1\n", info.name);
         return std::nullopt;

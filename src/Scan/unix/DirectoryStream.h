@@ -41,9 +41,10 @@ public:
             *query.rc = attributes(query.name, *query.result);
     }
 
-    /// Opens the directory `name` in this one, never through a symbolic link. ESTALE if it
-    /// is no longer the object `expected`.
-    [[nodiscard]] virtual int open(const char* name, const EntryIdentity& expected,
+    /// Opens the directory that has this name in this one by now, never through a symbolic
+    /// link. It need not be the object whose attributes were read, for others rename what they
+    /// like; ESTALE if it is not on the file system of the walk.
+    [[nodiscard]] virtual int open(const char* name, const WalkPlace& place,
                                    std::unique_ptr<DirectoryStream>& child) = 0;
 
     /// False where the device number of a file says nothing about the file system it is

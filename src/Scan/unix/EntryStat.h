@@ -26,6 +26,8 @@ struct EntryStat {
     std::int64_t blocks = 0;    // of 512 bytes
     std::int64_t accessed = 0;  // seconds since the epoch, like the next
     std::int64_t modified = 0;
+
+    [[nodiscard]] bool isDirectory() const { return (mode & 0170000U) == 0040000U; }
 };
 
 /// Where a walk takes place: the file system of its root.
@@ -34,12 +36,14 @@ struct WalkPlace {
     bool deviceTells = true;  // see DirectoryStream::deviceTells()
 
     /// True if an object lies on that file system, and not on one mounted below it. The
-    /// device counts with its low 32 bits.
-    [[nodiscard]] bool holds(const EntryIdentity& object) const {
+    /// device counts with its low 32 bits; where it says nothing of files it still does of
+    /// directories, which are of the overlay itself.
+    [[nodiscard]] bool holds(const EntryIdentity& object, bool isDirectory) const {
         const bool mountTells = identity.mountId != 0 && object.mountId != 0;
         if (mountTells && object.mountId != identity.mountId)
             return false;
-        return !deviceTells || static_cast<std::uint32_t>(object.device) ==
-                                   static_cast<std::uint32_t>(identity.device);
+        return (!deviceTells && !isDirectory) ||
+               static_cast<std::uint32_t>(object.device) ==
+                   static_cast<std::uint32_t>(identity.device);
     }
 };

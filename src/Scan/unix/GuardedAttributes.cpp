@@ -41,9 +41,7 @@ int GuardedAttributes::run(StatContext& context) {
     const std::int64_t end = now + kTripTime;
     for (std::size_t next = count; next < entries.size() && now < end; ++next) {
         Entry& entry = entries[next];
-        entry.error = readStatus(fd->get(), &names[entry.name], status);
-        if (entry.error == 0)
-            entry.stat = entryStatOf(status);
+        entry.error = readStatus(fd->get(), &names[entry.name], status, entry.stat);
         now = monotonicNanoseconds();
         if (!context.publish(now, [&] { ++count; }))
             break;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Scan/unix/DirectoryStream.h"
+#include "Scan/unix/guardedSteps.h"
 #include "common/unx/StatContext.h"
 #include "common/unx/UniqueFd.h"
 
@@ -40,5 +41,5 @@ private:
     std::string names;  // each with a closing zero byte
     std::vector<Entry> entries;
     std::size_t count = 0;  // entries that are answered; changed by StatContext::publish()
-    struct statx status;    // written by the system
+    StatusRecord status;    // written by the system
 };

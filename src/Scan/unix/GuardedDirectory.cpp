@@ -33,7 +33,7 @@ void GuardedDirectory::startBatch() {
 
 std::shared_ptr<GuardedDirectory> GuardedDirectory::restAfter(int error) const {
     TraceScope scope("GuardedDirectory::restAfter");
-    auto rest = std::make_shared<GuardedDirectory>(parent, directoryName, expected);
+    auto rest = std::make_shared<GuardedDirectory>(parent, directoryName, walkPlace);
     rest->continueFrom(*this);
     rest->count = count;
     std::copy_n(entries.begin(), count, rest->entries.begin());
@@ -77,9 +77,8 @@ bool GuardedDirectory::readEntry(StatContext& context) {
     Entry& next = entries[count];
     next.name = nextName(length);
     // Nobody asks for the attributes of dots.
-    next.error = isDots(next.name) ? EINVAL : readStatus(fd->get(), next.name, status);
-    if (next.error == 0)
-        next.stat = entryStatOf(status);
+    next.error =
+        isDots(next.name) ? EINVAL : readStatus(fd->get(), next.name, status, next.stat);
     return context.publish(monotonicNanoseconds(), [&] {
         position += length;
         count += 1;

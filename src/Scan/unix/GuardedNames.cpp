@@ -19,10 +19,10 @@ constexpr std::size_t kLeastRoom = 4096;  // bytes for which names are read
 
 }  // namespace
 
-GuardedNames::GuardedNames(SharedFd parentFd, std::string text, const EntryIdentity& identity)
+GuardedNames::GuardedNames(SharedFd parentFd, std::string text, const WalkPlace& where)
     : parent(std::move(parentFd)),
       directoryName(std::move(text)),
-      expected(identity),
+      walkPlace(where),
       fd(std::make_shared<UniqueFd>()) {}
 
 std::string GuardedNames::place() const {
@@ -47,7 +47,7 @@ void GuardedNames::startBatch() {
 
 std::shared_ptr<GuardedNames> GuardedNames::restAfter(int error) const {
     TraceScope scope("GuardedNames::restAfter");
-    auto rest = std::make_shared<GuardedNames>(parent, directoryName, expected);
+    auto rest = std::make_shared<GuardedNames>(parent, directoryName, walkPlace);
     rest->continueFrom(*this);
     rest->endNames(error);
     return rest;
@@ -111,9 +111,9 @@ bool GuardedNames::open(StatContext& context) {
 }
 
 bool GuardedNames::identify(StatContext& context) {
-    int error = readStatus(fd->get(), "", status);
-    const EntryStat found = error == 0 ? entryStatOf(status) : EntryStat();
-    if (error == 0 && parent && !found.identity.sameObject(expected))
+    EntryStat found;
+    int error = readStatus(fd->get(), "", status, found);
+    if (error == 0 && parent && !walkPlace.holds(found.identity, true))
         error = ESTALE;
     bool onOverlay = false;
     if (!parent && context.publish(monotonicNanoseconds(), [] {}))

@@ -9,6 +9,7 @@
 #include <sys/vfs.h>
 
 #include "Scan/unix/EntryStat.h"
+#include "Scan/unix/guardedSteps.h"
 #include "common/unx/StatContext.h"
 #include "common/unx/UniqueFd.h"
 #include "common/unx/virtstat.h"
@@ -27,9 +28,9 @@ class GuardedNames : public GuardedWork {
 public:
     using SharedFd = std::shared_ptr<const UniqueFd>;
 
-    /// The directory `text` in the directory `parentFd`, which must be the object
-    /// `identity`; without a parent a path, the root of a walk.
-    GuardedNames(SharedFd parentFd, std::string text, const EntryIdentity& identity = {});
+    /// The directory `text` in the directory `parentFd`, which must be on the file system of
+    /// the walk; without a parent a path, the root of a walk.
+    GuardedNames(SharedFd parentFd, std::string text, const WalkPlace& where = {});
 
     int run(StatContext& context) override;
     [[nodiscard]] const char* name() const override { return directoryName.c_str(); }
@@ -86,7 +87,7 @@ protected:
 
     const SharedFd parent;  // null for a root
     const std::string directoryName;
-    const EntryIdentity expected;
+    const WalkPlace walkPlace;
     std::shared_ptr<UniqueFd> fd;  // shared with the directories that are opened in it
 
     // Changed by StatContext::publish() alone while a call runs.
@@ -100,7 +101,7 @@ protected:
     std::size_t filled = 0;    // bytes in the buffer
 
     // Written by the system, and beyond what is published.
-    struct statx status;
+    StatusRecord status;
     struct statfs space;
     alignas(8) std::array<char, kBufferSize> buffer;  // records of getdents64
 

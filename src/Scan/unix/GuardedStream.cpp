@@ -11,12 +11,11 @@ int GuardedStream::openRoot(const std::string& path, std::chrono::nanoseconds li
     return openGuarded(std::make_shared<GuardedDirectory>(nullptr, path), limit, root);
 }
 
-int GuardedStream::open(const char* name, const EntryIdentity& expected,
+int GuardedStream::open(const char* name, const WalkPlace& place,
                         std::unique_ptr<DirectoryStream>& child) {
     TraceScope scope("GuardedStream::open");
-    return openGuarded(
-        std::make_shared<GuardedDirectory>(directory->descriptor(), name, expected), limit,
-        child);
+    return openGuarded(std::make_shared<GuardedDirectory>(directory->descriptor(), name, place),
+                       limit, child);
 }
 
 int GuardedStream::openGuarded(std::shared_ptr<GuardedDirectory> directory,

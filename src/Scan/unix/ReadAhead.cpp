@@ -11,7 +11,6 @@
 #include <system_error>
 #include <utility>
 
-#include "Scan/Scanner.h"
 #include "Scan/unix/AheadStream.h"
 #include "common/ut/TraceScope.h"
 
@@ -42,10 +41,6 @@ bool isDots(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-bool isDirectory(const EntryStat& stat) {
-    return (stat.mode & 0170000U) == 0040000U;
-}
-
 /// Counts an open directory while it lives.
 class CountedStream : public DirectoryStream {
 public:
@@ -64,9 +59,9 @@ public:
     void attributesOf(std::span<const EntryQuery> queries) override {
         stream->attributesOf(queries);
     }
-    int open(const char* name, const EntryIdentity& expected,
+    int open(const char* name, const WalkPlace& place,
              std::unique_ptr<DirectoryStream>& child) override {
-        return stream->open(name, expected, child);
+        return stream->open(name, place, child);
     }
     bool deviceTells() override { return stream->deviceTells(); }
 
@@ -84,7 +79,7 @@ std::size_t AheadBlock::bytes() const {
 }
 
 std::unique_ptr<DirectoryStream> ReadAhead::over(std::unique_ptr<DirectoryStream> root,
-                                                 unsigned helpers) {
+                                                 unsigned helpers, const WalkBounds& bounds) {
     TraceScope scope("ReadAhead::over");
     WalkPlace place;
     EntryStat stat;
@@ -93,14 +88,18 @@ std::unique_ptr<DirectoryStream> ReadAhead::over(std::unique_ptr<DirectoryStream
     place.identity = stat.identity;
     place.deviceTells = root->deviceTells();
 
-    const auto ahead = std::make_shared<ReadAhead>(place);
-    auto stream = std::make_unique<AheadStream>(ahead, ahead->adopt(std::move(root), 0));
+    const auto ahead = std::make_shared<ReadAhead>(place, bounds);
+    auto stream = std::make_unique<AheadStream>(
+        ahead, ahead->adopt(std::move(root), 0, bounds.rootLength()));
     ahead->start(std::min(helpers, kMostHelpers));
     return stream;
 }
 
-ReadAhead::ReadAhead(const WalkPlace& walkPlace)
-    : place(walkPlace), mostOpen(descriptorLimit() / 2), blockSize(kSmallBlock) {
+ReadAhead::ReadAhead(const WalkPlace& walkPlace, WalkBounds walkBounds)
+    : place(walkPlace),
+      bounds(std::move(walkBounds)),
+      mostOpen(descriptorLimit() / 2),
+      blockSize(kSmallBlock) {
     // Blocks are made and deleted by different threads; many arenas would keep far more
     // memory than is in use.
     constexpr int arenas = 4;
@@ -137,11 +136,12 @@ void ReadAhead::start(unsigned helpers) {
 }
 
 std::shared_ptr<AheadDirectory> ReadAhead::adopt(std::unique_ptr<DirectoryStream> open,
-                                                 int depth) {
+                                                 int depth, std::size_t prefixLength) {
     TraceScope scope("ReadAhead::adopt");
     auto directory = std::make_shared<AheadDirectory>();
     directory->state = AheadDirectory::PAUSED;
     directory->depth = depth;
+    directory->prefixLength = prefixLength;
     directory->opened = true;
     directory->stream = std::make_shared<CountedStream>(std::move(open), openCount);
     const Lock lock(mutex);
@@ -321,7 +321,7 @@ void ReadAhead::openClaimed(Lock& lock, AheadDirectory& directory) {
     --unclaimed;
     lock.unlock();
     std::unique_ptr<DirectoryStream> opened;
-    int rc = directory.parent->open(directory.name.c_str(), directory.expected, opened);
+    int rc = directory.parent->open(directory.name.c_str(), place, opened);
     std::shared_ptr<DirectoryStream> stream;
     if (rc == 0)
         stream = std::make_shared<CountedStream>(std::move(opened), openCount);
@@ -351,7 +351,7 @@ void ReadAhead::list(Lock& lock, AheadDirectory& directory) {
         more = rc == 0 && name;
         if (!more)
             break;
-        if (isDots(name))
+        if (isDots(name) || bounds.passesOver(name))
             continue;
         if (blocks.empty() || blocks.back()->entries.size() == most)
             blocks.push_back(std::make_shared<AheadBlock>());
@@ -410,15 +410,17 @@ void ReadAhead::readAttributes(Lock& lock, AheadDirectory& directory, AheadBlock
 
 /// Notes the directories of a block that the walk will enter, to be read in its place.
 void ReadAhead::addChildren(AheadDirectory& directory, AheadBlock& block) {
-    if (directory.depth + 1 >= Scanner::kMaxComponents)
-        return;
     for (AheadEntry& entry : block.entries) {
-        if (entry.rc != 0 || !isDirectory(entry.stat) || !place.holds(entry.stat.identity))
+        if (entry.rc != 0 || !entry.stat.isDirectory() ||
+            !place.holds(entry.stat.identity, true))
+            continue;
+        const std::string_view name = block.nameOf(entry);
+        if (bounds.leavesOut(directory.depth, name, directory.prefixLength + name.size()))
             continue;
         entry.child = std::make_shared<AheadDirectory>();
         entry.child->depth = directory.depth + 1;
-        entry.child->name = block.nameOf(entry);
-        entry.child->expected = entry.stat.identity;
+        entry.child->name = name;
+        entry.child->prefixLength = directory.prefixLength + name.size() + 1;
         entry.child->parent = directory.stream;
         addTask(block.task, entry.child, nullptr);
     }

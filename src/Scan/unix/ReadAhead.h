@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Scan/unix/AheadDirectory.h"
+#include "Scan/unix/WalkBounds.h"
 
 /// Reads directories and attributes ahead of the scan thread, on helper threads.
 ///
@@ -28,12 +29,12 @@ class ReadAhead : public std::enable_shared_from_this<ReadAhead> {
 public:
     static constexpr unsigned kMostHelpers = 256;
 
-    /// A root that reads as `root` does, with so many helper threads. Those end with the last
-    /// of the streams that come from it.
+    /// A root that reads as `root` does, with so many helper threads, which keep to the bounds
+    /// of the walk. They end with the last of the streams that come from it.
     [[nodiscard]] static std::unique_ptr<DirectoryStream> over(
-        std::unique_ptr<DirectoryStream> root, unsigned helpers);
+        std::unique_ptr<DirectoryStream> root, unsigned helpers, const WalkBounds& bounds);
 
-    explicit ReadAhead(const WalkPlace& place);
+    ReadAhead(const WalkPlace& place, WalkBounds bounds);
     ~ReadAhead();
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
@@ -52,9 +53,9 @@ public:
     /// A block that was taken is used up.
     void release(const AheadBlock& block);
 
-    /// Adds a directory that is open.
+    /// Adds a directory that is open; for `prefixLength` see AheadDirectory.
     [[nodiscard]] std::shared_ptr<AheadDirectory> adopt(std::unique_ptr<DirectoryStream> open,
-                                                        int depth);
+                                                        int depth, std::size_t prefixLength);
 
 private:
     using Lock = std::unique_lock<std::mutex>;
@@ -83,6 +84,7 @@ private:
     void finished();
 
     const WalkPlace place;
+    const WalkBounds bounds;
     std::size_t mostOpen;  // directories opened ahead
     std::atomic<std::size_t> openCount{0};
     std::atomic<std::size_t> blockSize;

@@ -10,6 +10,7 @@
 #include "Scan/FileAttributes.h"
 #include "Scan/FileInfo.h"
 #include "Scan/unix/DirectStream.h"
+#include "Scan/unix/systemEntry.h"
 #include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
@@ -42,15 +43,7 @@ int guardedAttributes(const std::string& path, int timeoutSeconds, EntryStat& re
     int error = 0;
     if (kelNFSsyscalls(path.c_str(), 0, &status, VIRTSTAT_LSTAT, timeoutSeconds, error) != 0)
         return error;
-    result.identity = {status.st_dev, status.st_ino, 0};
-    result.mode = status.st_mode;
-    result.linkCount = static_cast<std::uint32_t>(status.st_nlink);
-    result.userId = status.st_uid;
-    result.groupId = status.st_gid;
-    result.size = status.st_size;
-    result.blocks = status.st_blocks;
-    result.accessed = status.st_atime;
-    result.modified = status.st_mtime;
+    result = entryStatOf(status);
     return 0;
 }
 

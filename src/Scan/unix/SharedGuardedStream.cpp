@@ -22,10 +22,10 @@ int SharedGuardedStream::openRoot(const std::string& path, std::chrono::nanoseco
     return openGuarded(std::make_shared<GuardedNames>(nullptr, path), limit, root);
 }
 
-int SharedGuardedStream::open(const char* name, const EntryIdentity& expected,
+int SharedGuardedStream::open(const char* name, const WalkPlace& place,
                               std::unique_ptr<DirectoryStream>& child) {
     TraceScope scope("SharedGuardedStream::open");
-    return openGuarded(std::make_shared<GuardedNames>(fd, name, expected), limit, child);
+    return openGuarded(std::make_shared<GuardedNames>(fd, name, place), limit, child);
 }
 
 int SharedGuardedStream::openGuarded(std::shared_ptr<GuardedNames> names,

@@ -21,7 +21,7 @@ public:
     [[nodiscard]] int next(const char*& name) override;
     [[nodiscard]] int attributes(const char* name, EntryStat& result) override;
     void attributesOf(std::span<const EntryQuery> queries) override;
-    [[nodiscard]] int open(const char* name, const EntryIdentity& expected,
+    [[nodiscard]] int open(const char* name, const WalkPlace& place,
                            std::unique_ptr<DirectoryStream>& child) override;
     [[nodiscard]] bool deviceTells() override { return tells; }
 

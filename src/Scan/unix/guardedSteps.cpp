@@ -18,9 +18,21 @@ std::string pathOf(int fd) {
 }
 
 // No scope object: this runs on the cancellable thread.
-int readStatus(int directory, const char* name, struct statx& status) {
-    const long rc =
-        StatContext::cancellable(SYS_statx, directory, argument(name), attributeFlags(name),
-                                 kAttributeMask, argument(&status));
-    return rc == 0 ? 0 : errno;
+int readStatus(int directory, const char* name, StatusRecord& record, EntryStat& result) {
+    const int flags = attributeFlags(name);
+    long rc = StatContext::cancellable(SYS_statx, directory, argument(name), flags,
+                                       kAttributeMask, argument(&record.extended));
+    if (rc == 0) {
+        result = entryStatOf(record.extended);
+        return 0;
+    }
+    if (errno != ENOSYS)
+        return errno;
+    // The C library does the same for calls that nobody guards.
+    rc = StatContext::cancellable(SYS_newfstatat, directory, argument(name),
+                                  argument(&record.plain), flags, 0);
+    if (rc != 0)
+        return errno;
+    result = entryStatOf(record.plain);
+    return 0;
 }

@@ -4,6 +4,8 @@
 #include <string>
 #include <sys/stat.h>
 
+#include "Scan/unix/EntryStat.h"
+
 /// What the works of helper threads have in common that read directories, see GuardedWork.
 
 /// Nanoseconds after which a trip to the helper thread begins no further step, so that the
@@ -19,6 +21,13 @@ long argument(Pointer* pointer) {
     return reinterpret_cast<long>(pointer);
 }
 
-/// The attributes of an entry, or of the directory itself for "", into `status`: 0 or an errno
-/// value. Helper thread, which can be cancelled in it.
-[[nodiscard]] int readStatus(int directory, const char* name, struct statx& status);
+/// What the system writes attributes to, in the work: a thread may hang in the call.
+union StatusRecord {
+    struct statx extended;
+    struct stat plain;  // where the kernel does not know the other one
+};
+
+/// The attributes of an entry, or of the directory itself for "", by way of `record` into
+/// `result`: 0 or an errno value. Helper thread, which can be cancelled in it.
+[[nodiscard]] int readStatus(int directory, const char* name, StatusRecord& record,
+                             EntryStat& result);

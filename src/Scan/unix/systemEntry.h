@@ -18,3 +18,6 @@ constexpr int attributeFlags(const char* name) {
 inline constexpr unsigned kAttributeMask = STATX_BASIC_STATS | STATX_MNT_ID;
 
 [[nodiscard]] EntryStat entryStatOf(const struct statx& status);
+
+/// Of a kernel that tells no mounts.
+[[nodiscard]] EntryStat entryStatOf(const struct stat& status);

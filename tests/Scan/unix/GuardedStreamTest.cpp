@@ -68,6 +68,33 @@ TEST_P(GuardedStreamTest, AnEntryThatHangsIsTheOnlyOneThatIsMissing) {
     EXPECT_EQ(1, logged("AGT0144I .*: 802\n"));
 }
 
+TEST_P(GuardedStreamTest, AListingThatBreaksOffIsReportedAndCostsTheRestOfItsDirectory) {
+    serve(2000);
+    struct {
+        const char* command;
+        std::int32_t limit;  // seconds
+        std::uint64_t listed;
+    } const kCases[] = {
+        {"break 1500", 0, 1500},
+        {"break 1500", 1, 1500},
+        {"break 0",    0, 0   },
+        {"stick 1900", 1, 1900},
+    };
+    long reports = 0;
+    for (const auto& [command, limit, listed] : kCases) {
+        server->tell(command);
+        nfsTimeout = limit;
+        EXPECT_EQ(4, walk()) << command;
+        EXPECT_EQ(1 + listed, action.seen.size()) << command;
+        EXPECT_EQ(++reports, logged("STA0121E.* /\n"));
+        server->tell("answer .");
+        EXPECT_TRUE(comesBack());
+    }
+    server->tell("break 2000");  // the root's last entry, "sub", is not listed any more
+    EXPECT_EQ(4, walk());
+    EXPECT_EQ(1U + 2000U, action.seen.size());
+}
+
 TEST_P(GuardedStreamTest, AMountThatDiesEndsItsWalkAndIsWalkedAgainLater) {
     const int files = readAhead > 0 ? 2000 : 100;  // more than is read ahead by then
     const std::size_t everything = 2 + 2 * static_cast<std::size_t>(files);
@@ -79,7 +106,7 @@ TEST_P(GuardedStreamTest, AMountThatDiesEndsItsWalkAndIsWalkedAgainLater) {
             if (path == place)
                 server->stop();
         };
-        EXPECT_EQ(0, walk());
+        EXPECT_GE(4, walk());
         EXPECT_GT(everything, action.seen.size());
         server->goOn();
         EXPECT_TRUE(comesBack());

@@ -45,11 +45,11 @@ public:
         }
         real->attributesOf(good);
     }
-    int open(const char* name, const EntryIdentity& expected,
+    int open(const char* name, const WalkPlace& place,
              std::unique_ptr<DirectoryStream>& child) override {
         if (fails(name, 'o'))
             return EACCES;
-        const int rc = real->open(name, expected, child);
+        const int rc = real->open(name, place, child);
         if (rc == 0)
             child = std::make_unique<FaultyStream>(std::move(child), rate, hashOf(name, 'd'));
         return rc;
@@ -82,7 +82,8 @@ public:
             SharedGuardedStream::openRoot(scanner->localPathOf(path), kLimit, stream) != 0)
             return nullptr;
         stream = std::make_unique<FaultyStream>(std::move(stream), rate, 1);
-        return helpers > 0 ? ReadAhead::over(std::move(stream), helpers) : std::move(stream);
+        return helpers > 0 ? ReadAhead::over(std::move(stream), helpers, scanner->getBounds())
+                           : std::move(stream);
     }
 
 private:
@@ -175,7 +176,7 @@ TEST_F(ReadAheadTest, TellsWhatThePlainWalkTells) {
 
 TEST_F(ReadAheadTest, AWideAndADeepDirectoryStayWithinTheBounds) {
     std::string deep;
-    for (int level = 0; level < Scanner::kMaxComponents + 5; ++level)
+    for (int level = 0; level < WalkBounds::kMaxComponents + 5; ++level)
         deep += "d/";
     tree.mkdirp(deep);
     for (int i = 0; i < 30000; ++i)

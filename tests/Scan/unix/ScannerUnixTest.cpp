@@ -2,6 +2,7 @@
 #include <deque>
 #include <fcntl.h>
 #include <filesystem>
+#include <optional>
 #include <sys/mount.h>
 #include <sys/stat.h>
 
@@ -114,12 +115,24 @@ TEST_P(ScannerUnixTest, AllLayersOfAnOverlayAreOneFileSystem) {
     EXPECT_EQ("/ /old", action.paths());
 }
 
-TEST_P(ScannerUnixTest, ADirectoryExchangedBeforeItIsOpenedIsNotEntered) {
+TEST_P(ScannerUnixTest, WhatStandsInForADirectoryIsEnteredIfItIsOneOfThisFileSystem) {
+    SKIP_UNLESS_ROOT_CAN_MOUNT();
     std::deque<TempTree> aside;
-    const std::function<void()> kExchanges[] = {
-        [&] { tree.symlink(aside.back().path("was"), "d"); },
-        [this] { tree.mkdirp("d/secret"); }, [this] { tree.mkfifo("d"); }, [] { /* gone */ }};
-    for (const auto& exchange : kExchanges) {
+    std::optional<TestMount> other;
+    struct {
+        std::function<void()> exchange;
+        const char* inside;
+    } const kCases[] = {
+        {[this] { tree.mkdirp("d/new"); },                     "act 3 /d/new, enter /d/new, left, "},
+        {[&] { tree.symlink(aside.back().path("was"), "d"); }, ""                                  },
+        {[this] { tree.mkfifo("d"); },                         ""                                  },
+        {[] { /* gone */ },                                    ""                                  },
+        {[&] {
+             tree.mkdirp("d/x"),
+                 other.emplace(TestMount::bind(tree.path("d/x"), tree.path("d")));
+         },                                           ""                                  },
+    };
+    for (const auto& [exchange, inside] : kCases) {
         tree.mkdirp("d/before");
         action.onAct = [&](const std::string& path) {
             if (path == "/")
@@ -130,7 +143,9 @@ TEST_P(ScannerUnixTest, ADirectoryExchangedBeforeItIsOpenedIsNotEntered) {
         };
         action.story.clear();
         EXPECT_EQ(0, walk());
-        EXPECT_EQ("act 3 /, enter /, act 3 /d, enter /d, left, left", action.story);
+        EXPECT_EQ(std::string("act 3 /, enter /, act 3 /d, enter /d, ") + inside + "left, left",
+                  action.story);
+        other.reset();
         std::filesystem::remove_all(tree.path("d"));
     }
     EXPECT_EQ(4, logged("STA0121E.* /d\n"));
@@ -138,7 +153,7 @@ TEST_P(ScannerUnixTest, ADirectoryExchangedBeforeItIsOpenedIsNotEntered) {
 
 TEST_P(ScannerUnixTest, DirectoriesBelowTheDeepestLevelAreShownButNotEntered) {
     std::string deepest;  // the last that is entered
-    for (int level = 1; level < Scanner::kMaxComponents; ++level)
+    for (int level = 1; level < WalkBounds::kMaxComponents; ++level)
         deepest += "/d";
     tree.mkdirp(deepest + "/one/below");
     tree.touch(deepest + "/file");
@@ -159,9 +174,10 @@ TEST_P(ScannerUnixTest, EntriesWithTooLongAPathAreSkipped) {
     }
     tree.touch("sibling");
     EXPECT_EQ(0, walk());
-    // The root, the sibling, 16 directories, one file; then four that are too long.
+    // The root, the sibling, 16 directories, one file; then three that are too long.
     EXPECT_EQ(19U, action.seen.size());
     EXPECT_EQ(1, logged("STA0063E"));
+    EXPECT_EQ(2, logged("STA0139W"));
     EXPECT_EQ(1, logged("AGT0144I .*: 22\n"));
 }
 
