@@ -1,11 +1,13 @@
 #include "Common/CmdExecer.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 
 #include "Common/unix/psnautil.h"
-#include "common/unx/shellProcess.h"
+#include "Common/unix/pssignal.h"
+#include "common/unx/childProcess.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
@@ -54,14 +56,24 @@ void traceFile(const char* format, const std::string& path) {
     }
 }
 
-/// Like system(): a wait status, or -1.
-int runShell(const std::string& command) {
+/// Like system(): a wait status, or -1, also of a command that was killed at the limit.
+int runShell(const std::string& command, unsigned limit) {
     TraceScope scope("runShell");
-    ShellCommand shell;
-    shell.text = command.c_str();
-    const pid_t child = startShell(shell);
+    const char* const arguments[] = {kShell, "-c", command.c_str(), nullptr};
+    ChildProgram shell;
+    shell.arguments = arguments;
+    shell.ownGroup = true;
+    const pid_t child = startProgram(shell);
+    if (child < 0)
+        return kFailed;
     int status = kFailed;
-    return child >= 0 && waitForChild(child, status) == 0 ? status : kFailed;
+    const ChildWait wait =
+        waitForChild(child, status, {std::chrono::seconds(limit), &agentStop});
+    if (wait == ChildWait::ENDED)
+        return status;
+    if (wait != ChildWait::FAILED)
+        killChildGroup(child);
+    return kFailed;
 }
 
 }  // namespace
@@ -93,14 +105,14 @@ CmdExecer::~CmdExecer() {
         static_cast<void>(psRemoveFile(stripQuotes(sysErrFile)));
 }
 
-int CmdExecer::execute() {
+int CmdExecer::execute(unsigned limit) {
     TraceScope scope("CmdExecer::execute");
     if (cmdLine.empty()) {
         trTrace(naMin, "Nothing to execute.\n");
         return kFailed;
     }
     trTrace(naMin, "Executing command: %s\n", cmdLine.c_str());
-    const int status = runShell(cmdLine);
+    const int status = runShell(cmdLine, limit);
     traceFile("sysOut: %s\n", sysOutFile);
     traceFile("sysErr: %s\n", sysErrFile);
 

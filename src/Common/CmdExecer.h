@@ -21,9 +21,12 @@ public:
     CmdExecer(const CmdExecer&) = delete;
     CmdExecer& operator=(const CmdExecer&) = delete;
 
+    static constexpr unsigned kUsualLimit = 60;  // seconds
+
     /// Runs the command and waits for it: its exit code; -1 if it could not be run; the
-    /// wait status if a signal ended the shell.
-    [[nodiscard]] int execute();
+    /// wait status if a signal ended the shell. After `limit` seconds, and when the job is
+    /// told to stop, the command is killed with all that it started in its group: -1.
+    [[nodiscard]] int execute(unsigned limit = kUsualLimit);
 
     /// The file with the command's output, in double quotes if it holds a blank.
     [[nodiscard]] const std::string& getSysOutFile() const { return sysOutFile; }

@@ -1,19 +1,19 @@
 #include "Common/comutils.h"
 
-#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <random>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "Common/Component.h"
 #include "Common/unix/psnautil.h"
 #include "common/unx/UniqueFd.h"
-#include "common/unx/shellProcess.h"
+#include "common/unx/childProcess.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/makeDirPath.h"
 
@@ -25,10 +25,6 @@ constexpr int kWaitFailed = 74;
 constexpr int kKillFailed = -1;
 constexpr char kJobFileExtension[] = ".jobinfo";
 constexpr int kJobFileFlags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-
-bool writeWhole(const UniqueFd& file, const std::string& text) {
-    return write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
-}
 
 /// The path of a job file with a name that no file has, in place of what is not given.
 std::string inventedJobFile(int component, const AgentArgs& args) {
@@ -65,21 +61,21 @@ std::string jobFilePath(int component, const AgentArgs& args) {
                                                               kJobFileExtension);
 }
 
-/// The text for the shell that gives this text back: an apostrophe ends the quotes, stands
-/// behind a backslash, and begins them again.
-std::string quoted(const std::string& text) {
-    std::string result = "'";
+/// Adds the text for the shell that gives this text back: an apostrophe ends the quotes, is
+/// preceded by a backslash, and begins them again.
+void appendQuoted(std::string& line, std::string_view text) {
+    line += '\'';
     for (const char c : text) {
         if (c == '\'')
-            result += "'\\''";
+            line += "'\\''";
         else
-            result += c;
+            line += c;
     }
-    return result + "'";
+    line += '\'';
 }
 
 /// True if a ";" stands outside double quotes.
-bool isCompound(const std::string& text) {
+bool isCompound(std::string_view text) {
     bool inQuotes = false;
     for (const char c : text) {
         if (c == '"')
@@ -90,94 +86,19 @@ bool isCompound(const std::string& text) {
     return false;
 }
 
-std::string commandLine(const std::vector<std::string>& arguments, bool quote) {
-    std::string line;
-    for (const std::string& argument : arguments) {
-        if (&argument == &arguments.front())
-            line = isCompound(argument) ? argument : quoted(argument);
-        else
-            line += " " + (quote ? quoted(argument) : argument);
-    }
-    return line;
-}
-
 const char* pathOrNull(const std::string& path) {
     return path.empty() ? nullptr : path.c_str();
 }
 
-std::atomic<bool> alarmRang{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "it is set by a signal handler");
-
-extern "C" void noteAlarm(int /*signalNumber*/) {
-    alarmRang = true;
-}
-
-/// The alarm of a wait. Until it is stopped it rings after `limit` seconds and every
-/// second from then on, so that one that rings just before the wait begins is not missed.
-class Alarm {
-public:
-    explicit Alarm(unsigned limit) {
-        alarmRang = false;
-        struct sigaction note {};
-        note.sa_handler = noteAlarm;  // no SA_RESTART: it has to interrupt the wait
-        sigemptyset(&note.sa_mask);
-        set = sigaction(SIGALRM, &note, &before) == 0;
-        struct itimerval timer {};
-        timer.it_value.tv_sec = static_cast<time_t>(limit);
-        timer.it_interval.tv_sec = 1;
-        if (set)
-            setitimer(ITIMER_REAL, &timer, nullptr);
-    }
-    ~Alarm() { static_cast<void>(stop()); }
-    Alarm(const Alarm&) = delete;
-    Alarm& operator=(const Alarm&) = delete;
-
-    [[nodiscard]] bool isSet() const { return set; }
-
-    /// Puts timer and action back as they were; false if that failed.
-    [[nodiscard]] bool stop() {
-        if (!set)
-            return true;
-        set = false;
-        const struct itimerval none {};
-        setitimer(ITIMER_REAL, &none, nullptr);
-        return sigaction(SIGALRM, &before, nullptr) == 0;
-    }
-
-private:
-    struct sigaction before {};
-    bool set = false;
-};
-
-int killProgram(pid_t child, Alarm& alarm) {
+int killProgram(pid_t child) {
     TraceScope scope("killProgram");
     if (kill(child, SIGKILL) != 0) {
         trTrace(naMin, "Failed to send SIGKILL.\n");
         return kKillFailed;
     }
     trTrace(naMin, "SIGKILL sent\n");
-    if (!alarm.stop())
-        trTrace(naMin, "Error restoring old signal action");
     waitpid(child, nullptr, WNOHANG);  // it may be stuck in the system: nobody waits for it
     return kKilled;
-}
-
-/// Waits for the child until the alarm rings: 0 and its wait status, or the code of
-/// WaitForExternalProgram().
-int waitWithLimit(pid_t child, int& status, unsigned limit) {
-    TraceScope scope("waitWithLimit");
-    Alarm alarm(limit);
-    if (!alarm.isSet()) {
-        trTrace(naMin, "Error defining new signal action");
-        return kWaitFailed;
-    }
-    while (waitpid(child, &status, 0) != child) {
-        if (errno != EINTR)
-            return kWaitFailed;
-        if (alarmRang)
-            return killProgram(child, alarm);
-    }
-    return 0;
 }
 
 int exitCodeOf(int status) {
@@ -198,11 +119,7 @@ void sendAgentStartStatus(int descriptor, char status) {
     TraceScope scope("sendAgentStartStatus");
     if (descriptor == -1)
         return;
-    ssize_t written = 0;
-    do {
-        written = write(descriptor, &status, 1);
-    } while (written < 0 && errno == EINTR);
-    if (written == 1)
+    if (writeWhole(descriptor, std::string_view(&status, 1)))
         trTrace(naMin, "Successfully sent status to agent: %c\n", status);
     else
         trTrace(naMin, "Failed to send status to agent: %c\n", status);
@@ -223,12 +140,12 @@ std::string createJobFile(int component, AgentArgs& args, int scheduled) {
         text.append(" sched=").append("false");
     text += " startTime=" + std::to_string(args.startTime);
 
-    const UniqueFd file(open(path.c_str(), kJobFileFlags | O_CREAT | O_EXCL, 0600));
-    if (file && writeWhole(file, text))
+    const UniqueFd file(openFile(path.c_str(), kJobFileFlags | O_CREAT | O_EXCL, 0600));
+    if (file && writeWhole(file.get(), text))
         return path;
     trTrace(naMin, "Unable to create %s\n", path.c_str());
     if (file)
-        unlink(path.c_str());  // half a record would mislead the agent
+        static_cast<void>(removeName(path.c_str()));  // half a record would mislead the agent
     return {};
 }
 
@@ -239,38 +156,55 @@ void updateJobFile(const std::string& path, std::int32_t exitCode, std::int64_t 
         return;
     }
     const std::int64_t end = endTime == -1 ? currentSeconds() : endTime;
-    const UniqueFd file(open(path.c_str(), kJobFileFlags));
-    if (!file || !writeWhole(file, " endTime=" + std::to_string(end) +
-                                       " exitCode=" + std::to_string(exitCode)))
+    const UniqueFd file(openFile(path.c_str(), kJobFileFlags));
+    if (!file || !writeWhole(file.get(), " endTime=" + std::to_string(end) +
+                                             " exitCode=" + std::to_string(exitCode)))
         trTrace(naMin, "Unable to open %s\n", path.c_str());
+}
+
+void addToCommand(std::string& command, std::string_view argument, bool quote) {
+    const bool program = command.empty();
+    if (!program)
+        command += ' ';
+    if (program ? isCompound(argument) : !quote)
+        command += argument;
+    else
+        appendQuoted(command, argument);
+}
+
+int SpawnCommand(const std::string& command, ExternalProgram& program, bool append,
+                 char* const* environment) {
+    TraceScope scope("SpawnCommand");
+    const char* const shell[] = {kShell, "-c", command.c_str(), nullptr};
+    for (int i = 0; i < 3; ++i)
+        trTrace(naMin, "localArgv[%d] = %s\n", i, shell[i]);
+    ChildProgram child;
+    child.arguments = shell;
+    child.stdoutPath = pathOrNull(program.stdoutPath);
+    child.stderrPath = pathOrNull(program.stderrPath);
+    child.append = append;
+    child.environment = environment;
+    const pid_t started = startProgram(child);
+    if (started < 0) {
+        trTrace(naMin, "fork() failed, errno: %d\n", errno);
+        return kSpawnFailed;
+    }
+    trTrace(naMin, "fork() success, pid: %d\n", started);
+    program.pid = started;
+    return 0;
 }
 
 int SpawnExternalProgram(const std::vector<std::string>& arguments, ExternalProgram& program,
                          bool capture, bool quote, bool append, char* const* environment) {
     TraceScope scope("SpawnExternalProgram");
-    const std::string line = commandLine(arguments, quote);
-    const char* const shell[] = {"/bin/sh", "-c", line.c_str()};
-    for (int i = 0; i < 3; ++i)
-        trTrace(naMin, "localArgv[%d] = %s\n", i, shell[i]);
+    std::string command;
+    for (const std::string& argument : arguments)
+        addToCommand(command, argument, quote);
     for (std::string* const path : {&program.stdoutPath, &program.stderrPath}) {
         if (capture && path->empty())
             *path = psGetTempFileName();
     }
-
-    ShellCommand command;
-    command.text = line.c_str();
-    command.stdoutPath = pathOrNull(program.stdoutPath);
-    command.stderrPath = pathOrNull(program.stderrPath);
-    command.append = append;
-    command.environment = environment;
-    const pid_t child = startShell(command);
-    if (child < 0) {
-        trTrace(naMin, "fork() failed, errno: %d\n", errno);
-        return kSpawnFailed;
-    }
-    trTrace(naMin, "fork() success, pid: %d\n", child);
-    program.pid = child;
-    return 0;
+    return SpawnCommand(command, program, append, environment);
 }
 
 int WaitForExternalProgram(const ExternalProgram& program, int& exitCode, unsigned limit) {
@@ -280,13 +214,11 @@ int WaitForExternalProgram(const ExternalProgram& program, int& exitCode, unsign
     if (program.pid <= 0)
         return kWaitFailed;
     int status = 0;
-    if (limit > 0) {
-        const int rc = waitWithLimit(program.pid, status, limit);
-        if (rc != 0)
-            return rc;
-    } else if (waitForChild(program.pid, status) != 0) {
+    const ChildWait wait = waitForChild(program.pid, status, {std::chrono::seconds(limit)});
+    if (wait == ChildWait::TIMED_OUT)
+        return killProgram(program.pid);
+    if (wait != ChildWait::ENDED)
         return kWaitFailed;
-    }
     exitCode = exitCodeOf(status);
     trTrace(naMin, "exit code:%d\n", exitCode);
     return 0;

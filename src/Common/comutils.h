@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Common/AgentArgs.h"
@@ -50,9 +51,22 @@ struct ExternalProgram {
                                        ExternalProgram& program, bool capture, bool quote,
                                        bool append, char* const* environment);
 
+/// The same in two steps, for callers that must not need memory when the time comes: a command
+/// line that is put together beforehand, and its start.
+///
+/// addToCommand() adds an argument, the program first, as SpawnExternalProgram() reads it. It
+/// takes no memory if `command` has room for a blank, two quotes, and the bytes of the
+/// argument, four for each apostrophe in it.
+void addToCommand(std::string& command, std::string_view argument, bool quote);
+
+/// Starts a command line: 0, or 71. Takes no memory.
+[[nodiscard]] int SpawnCommand(const std::string& command, ExternalProgram& program,
+                               bool append, char* const* environment);
+
 /// Waits for the end of the program and stores its exit code, or the number of the signal
-/// that ended it: 0. After `limit` seconds (0: never) the shell is killed: 68, or -1 if
-/// that fails. 74 if waiting fails. Uses SIGALRM and the process's timer while it waits.
+/// that ended it: 0. After `limit` seconds (0: never) on the monotonic clock the shell is
+/// killed: 68, or -1 if that fails. 74 if waiting fails. No signal ends the wait. Takes no
+/// memory.
 [[nodiscard]] int WaitForExternalProgram(const ExternalProgram& program, int& exitCode,
                                          unsigned limit);
 

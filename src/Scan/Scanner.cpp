@@ -357,7 +357,7 @@ std::string Scanner::plexSnapshotDirectory() const {
     std::string mount = localPath ? localPath->localText : path;
     if (mount.size() > 1 && mount.ends_with('/'))
         mount.pop_back();
-    std::string directory = ::plexSnapshotDirectory(mount);
+    std::string directory = ::plexSnapshotDirectory(mount, nfsTimeout);
     trTrace(naMin, "snapshot directory for fileystem %s is %s\n", mount.c_str(),
             directory.c_str());
     return directory;

@@ -20,4 +20,5 @@ TEST(CmdExecerTest, GivesTheCodeAndAppendsTheOutput) {
         EXPECT_EQ(all += output, tree.read("out put"));
     }
     EXPECT_NE(std::string::npos, tree.read("err").find("no-such-command"));
+    EXPECT_EQ(-1, CmdExecer({"sleep 60"}, "", "", false).execute(1)) << "and it is killed";
 }

@@ -1,68 +1,78 @@
 #include "Common/unix/psnautil.h"
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "Common/unix/pssignal.h"
 #include "common/unx/UniqueFd.h"
-#include "common/unx/shellProcess.h"
+#include "common/unx/childProcess.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
 
-constexpr int kNotFound = 127;  // exit code of a shell that finds no such command
+constexpr std::chrono::seconds kPsLimit(10);
+constexpr std::size_t kMostPsOutput = 4096;  // bytes
 
-/// Runs a command and gathers what it prints: its wait status, or -1.
-int runAndRead(const std::string& command, std::string& output) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0)
-        return -1;
-    const UniqueFd readEnd(ends[0]);
-    UniqueFd writeEnd(ends[1]);
-
-    ShellCommand shell;
-    shell.text = command.c_str();
-    shell.stdoutDescriptor = writeEnd.get();
-    const pid_t child = startShell(shell);
-    writeEnd.reset();  // the child alone holds it now, so that its end is the pipe's end
-    if (child < 0)
-        return -1;
-
-    std::array<char, 257> piece{};
-    for (;;) {
-        const ssize_t length = read(readEnd.get(), piece.data(), piece.size());
-        if (length > 0)
-            output.append(piece.data(), static_cast<std::size_t>(length));
-        else if (length == 0 || errno != EINTR)
-            break;
-    }
-    int status = -1;
-    return waitForChild(child, status) == 0 ? status : -1;
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
 }
 
-bool isListed(std::int32_t processId, const char* matchText) {
-    const std::string digits = std::to_string(processId);
-    std::string output;
-    const int status = runAndRead("ps -p " + digits, output);
-    // A host without the command must not make every lock look abandoned.
-    const bool unknown =
-        status == -1 || (WIFEXITED(status) && WEXITSTATUS(status) == kNotFound);
-    if (unknown && output.empty() && !matchText)
-        return kill(processId, 0) == 0 || errno == EPERM;
+/// True if the system knows such a process; a zombie is one, a mere thread is not.
+bool exists(pid_t processId) {
+    if (kill(processId, 0) != 0 && errno == ESRCH)
+        return false;
+    // kill() finds threads, too. This does not, and fails otherwise where it is forbidden.
+    const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, processId, 0)));
+    return process || (errno != EINVAL && errno != ENOENT && errno != ESRCH);
+}
 
-    if (matchText) {
-        trTrace(naMin, "match process %s\n", matchText);
-        if (output.find(matchText) == std::string::npos)
-            return false;
+/// What "ps -p" prints of a process, empty if it fails. Only its own options and no variable
+/// decide what that looks like.
+std::string listed(const std::string& processId) {
+    TraceScope scope("listed");
+    const std::string path = findProgram("ps");
+    if (path.empty())
+        return {};
+    const char* const arguments[] = {path.c_str(), "-p", processId.c_str(), nullptr};
+    char locale[] = "LC_ALL=C";
+    char* const environment[] = {locale, nullptr};
+    ChildProgram ps;
+    ps.arguments = arguments;
+    ps.environment = environment;
+    ps.quiet = true;
+    const ProgramOutput output = runProgram(ps, {kPsLimit, &agentStop}, kMostPsOutput);
+    return output.wait == ChildWait::ENDED ? output.text : std::string();
+}
+
+bool holdsNumber(const std::string& text, const std::string& number) {
+    for (std::size_t at = text.find(number); at != text.npos; at = text.find(number, at + 1)) {
+        const std::size_t end = at + number.size();
+        if ((at == 0 || !isDigit(text[at - 1])) && (end == text.size() || !isDigit(text[end])))
+            return true;
     }
-    // The head line holds no digits, and there is a row for a living process alone.
-    return output.find(digits) != std::string::npos;
+    return false;
+}
+
+/// True unless ps knows better of a process that exists. A list without any number says
+/// nothing: there may be no ps, one that failed, or one of other options.
+bool isConfirmed(std::int32_t processId, const char* matchText) {
+    TraceScope scope("isConfirmed");
+    const std::string number = std::to_string(processId);
+    const std::string list = listed(number);
+    if (matchText)
+        trTrace(naMin, "match process %s\n", matchText);
+    if (std::none_of(list.begin(), list.end(), isDigit))
+        return true;
+    return holdsNumber(list, number) && (!matchText || list.find(matchText) != list.npos);
 }
 
 }  // namespace
@@ -91,7 +101,7 @@ bool psFileExists(const std::string& path) {
 
 int psRemoveFile(const std::string& path) {
     TraceScope scope("psRemoveFile");
-    return unlink(path.c_str()) == 0 ? 0 : errno;
+    return removeName(path.c_str()) ? 0 : errno;
 }
 
 int psFileSize(const std::string& path, std::int64_t& size) {
@@ -109,8 +119,11 @@ bool psIsAbsolutePath(const std::string& path) {
 
 std::string psGetTempFileName() {
     TraceScope scope("psGetTempFileName");
-    std::string name = "/tmp/vexXXXXXX";
-    const UniqueFd file(mkostemp(name.data(), O_CLOEXEC));
+    std::string name;
+    const UniqueFd file(uninterrupted([&name] {
+        name = "/tmp/vexXXXXXX";
+        return mkostemp(name.data(), O_CLOEXEC);
+    }));
     if (!file)
         return {};
     trTrace(naMin, "name: %s\n", name.c_str());
@@ -119,7 +132,8 @@ std::string psGetTempFileName() {
 
 bool psIsProcessRunning(std::int32_t processId, const char* matchText) {
     TraceScope scope("psIsProcessRunning");
-    const bool running = processId > 0 && isListed(processId, matchText);
+    const bool running =
+        processId > 0 && exists(processId) && isConfirmed(processId, matchText);
     if (running)
         trTrace(naMin, "process with pid: %d is running\n", processId);
     else

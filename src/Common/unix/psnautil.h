@@ -27,7 +27,9 @@
 [[nodiscard]] std::string psGetTempFileName();
 
 /// True if a process of this id exists, a zombie too; with a `matchText` (null for none)
-/// only if the text stands in what "ps -p" prints of it.
+/// only if the text is in what "ps -p" prints of it. Where ps gives no list, within ten
+/// seconds and before the job is told to stop, the process counts as running: to take the
+/// holder of a lock for dead would be worse.
 [[nodiscard]] bool psIsProcessRunning(std::int32_t processId, const char* matchText);
 
 /// Current time, in milliseconds and in seconds since the epoch.
