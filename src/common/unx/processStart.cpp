@@ -1,12 +1,17 @@
 #include "common/unx/processStart.h"
 
 #include <algorithm>
+#include <csignal>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 void prepareProcess() {
+    // What a broken pipe, a file that is too large, a lost terminal or an inherited timer
+    // would end before the agent has heard of the job: the call fails instead, if any does.
+    for (const int ignored : {SIGPIPE, SIGXFSZ, SIGHUP, SIGALRM})
+        signal(ignored, SIG_IGN);
     constexpr rlim_t leastDescriptors = 256;
     constexpr mode_t leastMask = S_IWGRP | S_IWOTH;
     umask(umask(leastMask) | leastMask);
