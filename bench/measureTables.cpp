@@ -1,6 +1,6 @@
-/// Prints how many bytes an inode of several links, an extension and an owner take: when
-/// the table is full, and at the worst moment before. Every byte of the heap counts, with
-/// what the allocator adds.
+/// Prints how many bytes an inode of several links, an extension, an owner and a monitored
+/// directory take: when the table is full, and at the worst moment before. Every byte of the
+/// heap counts, with what the allocator adds.
 ///
 /// usage: measure_tables
 
@@ -11,10 +11,14 @@
 #include <new>
 
 #include "Probe/Filesystem.h"
+#include "Scan/Activator.h"
+#include "Scan/CuStatDef.h"
 #include "Scan/FileAttributes.h"
 #include "Scan/FileTypeAccum.h"
 #include "Scan/InodeTable.h"
+#include "Scan/MonDirAccum.h"
 #include "Scan/OwnerTable.h"
+#include "Scan/UserOrGroup.h"
 #include "Scan/unix/ScannerUnix.h"
 
 namespace {
@@ -80,6 +84,74 @@ void measure(const char* name, std::size_t number, Add add) {
                 static_cast<double>(inUse - before) / static_cast<double>(number));
 }
 
+/// A statistic with all that can be asked for, rankings of 30 places among it.
+void askForAll(CuStatDef& statistic) {
+    for (const auto ranking : {&CuStatDef::sdLargestDirectories, &CuStatDef::sdLargestFiles,
+                               &CuStatDef::sdLeastAccessed, &CuStatDef::sdOldestNotBackedUp,
+                               &CuStatDef::sdLargestOrphans, &CuStatDef::sdOldestOrphans,
+                               &CuStatDef::sdLargestFileTypes})
+        statistic.*ranking = 30;
+    for (const auto table : {&CuStatDef::sdSizeDistribution, &CuStatDef::sdGroupByAccess,
+                             &CuStatDef::sdGroupByMod, &CuStatDef::sdGroupByBackup})
+        statistic.*table = true;
+}
+
+/// Monitored directories with 20 files of one owner in each, for a statistic of summary,
+/// owners and groups, or of all; with the flags each file gets into all rankings.
+void measureDirectories(const char* name, bool all, std::uint32_t flags) {
+    Filesystem filesystem;
+    filesystem.fsID = 1234;
+    ScannerUnix scanner(&filesystem, {}, {}, nullptr, nullptr, "", 0);
+    FileTypeMap fileTypes;
+    scanner.setFileTypeMap(&fileTypes);
+    CuStatDef statistic;
+    statistic.sdID = 1234;
+    statistic.sdSummary = statistic.sdGroupByOwner = statistic.sdGroupByGroup = true;
+    if (all)
+        askForAll(statistic);
+    MonDirSpec dirSpec;
+    MonDirAccum accum(&statistic, &filesystem, nullptr);
+    Activator activator(&accum, &dirSpec);
+    const UserOrGroup identity;
+    FileAttributes entry;
+    entry.faOwner = entry.faGroup = &identity;
+    entry.faName.reserve(100);
+    const auto meet = [&](const std::string& path, std::int64_t number, EntryType type) {
+        entry.faName = path;
+        entry.faType = type;
+        entry.faAttributes = flags;
+        entry.faInodeNumber = 1'000'000 + number;
+        entry.faLength = 1000 * number;
+        entry.faBlocks = 2 * number;
+        entry.faAccessed = entry.faModified = 1'700'000'000'000 + 1000 * number;
+        accum.actUpon(&scanner, &entry);
+    };
+    measure(name, 2000, [&](std::size_t i) {
+        const std::string path = "/home/department/user" + std::to_string(100000 + i);
+        meet(path, 0, FA_DIRECTORY);
+        activator.actUpon(&scanner, &entry);
+        accum.directoryEntered(&entry);
+        for (int file = 10; file < 30; ++file)
+            meet(path + "/file-number-" + std::to_string(file) + ".text", file, FA_FILE);
+        accum.directoryLeft();
+    });
+}
+
+/// Matches of a mask inside a monitored directory.
+void measureMatches() {
+    Filesystem filesystem;
+    ScannerUnix scanner(&filesystem, {}, {}, nullptr, nullptr, "", 0);
+    CuStatDef statistic;
+    MonDirSpec dirSpec;
+    MonDirAccum accum(&statistic, &filesystem, nullptr);
+    Activator activator(&accum, &dirSpec);
+    FileAttributes entry;
+    activator.actUpon(&scanner, &entry);
+    accum.directoryEntered(&entry);
+    measure("match inside", 1000000,
+            [&](std::size_t /*i*/) { activator.actUpon(&scanner, &entry); });
+}
+
 }  // namespace
 
 int main() {
@@ -106,5 +178,9 @@ int main() {
         file.faName = "/x." + std::to_string(100000 + i);
         types.accumulate(&scanner, &file);
     });
+    measureDirectories("directory", false, 0);
+    measureDirectories(" all", true, 0);
+    measureDirectories(" all, full", true, FA_ORPHAN | FA_ARCHIVE);
+    measureMatches();
     return 0;
 }

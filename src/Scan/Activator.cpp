@@ -22,5 +22,5 @@ void Activator::actUpon(Scanner* /*pScanner*/, FileAttributes* pInfo) {
     }
     // Meant: a match inside a directory that is monitored already names its MonDirSpec
     // once more, for the outer directory.
-    directory->smDirSpecs.push_back(dirSpec->copy());
+    directory->smDirSpecs.add(dirSpec);
 }

@@ -1,6 +1,7 @@
 #include "Scan/CuStatDef.h"
 
 #include <sstream>
+#include <utility>
 
 #include "Common/EntityColumns.h"
 #include "Common/EntityNames.h"
@@ -117,6 +118,16 @@ void CuStatDef::printData(GenericPrint& out, std::int32_t filter) const {
     if (sdBackupAction)
         sdBackupAction->printData(out);
     out.endEntity(entity::CuStatDef);
+}
+
+void CuStatDef::releaseDirectories(std::int32_t fsID) {
+    TraceScope scope("CuStatDef::releaseDirectories");
+    for (ResultsByFS** link = &sdResults; *link;) {
+        if ((*link)->isDirectoryOn(fsID))
+            delete std::exchange(*link, (*link)->nextResultsByFS);
+        else
+            link = &(*link)->nextResultsByFS;
+    }
 }
 
 std::string CuStatDef::getSdName() const {

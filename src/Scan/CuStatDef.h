@@ -37,6 +37,9 @@ public:
     /// lies on the file system of that id, or that have no source.
     void printData(GenericPrint& out, std::int32_t filter) const;
 
+    /// Deletes the results of the monitored directories on the file system `fsID`.
+    void releaseDirectories(std::int32_t fsID);
+
     [[nodiscard]] const std::string& getWhereClause() const { return sdWhereClause; }
     void setWhereClause(const std::string& clause) { sdWhereClause = clause; }
     [[nodiscard]] std::string getSdName() const;

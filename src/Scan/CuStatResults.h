@@ -29,6 +29,14 @@ public:
     /// Writes the entity with every record that is there.
     void printData(GenericPrint& out) const;
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        pack(self.srID, self.srLargestDirectories, self.srLargestFiles, self.srLeastAccessed,
+             self.srOldestNotBackedUp, self.srLargestOrphans, self.srOldestOrphans,
+             self.srFileTypes, self.srSummary, self.srSizeDist, self.srOwners, self.srGroups,
+             self.srAccessed, self.srModified, self.srCreated, self.srBackup);
+    }
+
     CuStatResults* nextResults = nullptr;  // owned by the list's holder
     std::int32_t srID = 0;                 // of the statistic
     SDirectoryList srLargestDirectories;

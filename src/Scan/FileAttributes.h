@@ -47,6 +47,13 @@ public:
     /// Writes owner and group, each as an entity; what is not known is left out.
     void printIdentities(GenericPrint& out) const;
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        pack(self.faCreated, self.faModified, self.faAccessed, self.faBlocks, self.faLength,
+             self.faAttributes, self.faType, self.faName, self.faOwner, self.faGroup,
+             self.faLinkCount, self.faInodeNumber);
+    }
+
     std::int64_t faCreated = 0;      // milliseconds since the epoch; stays 0 on this platform
     std::int64_t faModified = 0;     // milliseconds since the epoch
     std::int64_t faAccessed = 0;     // milliseconds since the epoch, not before faModified

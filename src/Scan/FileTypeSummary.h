@@ -14,6 +14,11 @@ public:
     /// Writes the entity, with the extension if there is one.
     void printData(GenericPrint& out) const;
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        pack(self.profileID, self.filesystemID, self.fileCount, self.spaceUsed, self.fileType);
+    }
+
     FileTypeSummary* nextSummary = nullptr;  // owned by the list's holder
     std::int32_t profileID = 0;              // the statistic
     std::int32_t filesystemID = 0;

@@ -67,6 +67,9 @@ void FilesystemScan::printData(const FSRef& fsRef) {
         for (ListElement* const place : inBindingOrder(selection->associations))
             static_cast<Assoc*>(place)->tree->statistic->printData(out, fsID);
     }
+    for (CuStatDef* statistic = scanObject->getStatistics(); statistic;
+         statistic = statistic->sdNext)
+        statistic->releaseDirectories(fsID);
 }
 
 /// Undoes a failed file system. A statistic goes with it if this took its last results.

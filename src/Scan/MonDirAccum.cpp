@@ -74,9 +74,8 @@ bool MonDirAccum::isIdle() const {
 void MonDirAccum::publish() {
     TraceScope scope("MonDirAccum::publish");
     auto found = std::make_unique<ResultsByFS>();
-    found->rfResults = takeResults().release();
-    found->rfDirOrFS = directory.get();
-    found->keptSource = std::move(directory);
+    found->keepDirectory(*takeResults(), *directory);
+    directory.reset();
     found->nextResultsByFS = statistic->sdResults;
     statistic->sdResults = found.release();
     releaseInodeTableMap();

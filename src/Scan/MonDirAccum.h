@@ -37,6 +37,6 @@ private:
 
     Filesystem* const filesystem;        // not owned
     CuStatDef* const statistic;          // not owned
-    std::shared_ptr<SMonDir> directory;  // shared with the chain and the results
+    std::shared_ptr<SMonDir> directory;  // shared with the chain
     MonDirAccum* const nextTarget;       // not owned; null at the end of the chain
 };

@@ -46,17 +46,6 @@ void MonDirSpec::printData(GenericPrint& out, bool bracket) const {
         out.endEntity(entity::MonDirSpec);
 }
 
-std::unique_ptr<MonDirSpec> MonDirSpec::copy() const {
-    TraceScope scope("MonDirSpec::copy");
-    auto result = std::make_unique<MonDirSpec>();
-    result->mdsID = mdsID;
-    result->mdsGroupID = mdsGroupID;
-    result->mdsComputerID = mdsComputerID;
-    result->mdsPath = mdsPath;
-    result->mdsMaskedPath = mdsMaskedPath;
-    return result;
-}
-
 void MonDirSpec::setDirectories(MonDirSpec* nextSpec) {
     TraceScope scope("MonDirSpec::setDirectories");
     if (!nextSpec)

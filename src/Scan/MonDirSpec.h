@@ -31,9 +31,6 @@ public:
     [[nodiscard]] std::int32_t getMdsGroupID() const { return mdsGroupID; }
     [[nodiscard]] std::int32_t getMdsID() const { return mdsID; }
 
-    /// The values of this object, without its filter and its place in a list.
-    [[nodiscard]] std::unique_ptr<MonDirSpec> copy() const;
-
     [[nodiscard]] const SelectNode* getSelectNode() const { return selectNode.get(); }
     void setSelectNode(std::unique_ptr<SelectNode> filter) { selectNode = std::move(filter); }
 

@@ -1,6 +1,7 @@
 #include "Scan/OwnerTable.h"
 
 #include "Scan/FileAttributes.h"
+#include "Scan/RecordPacking.h"
 #include "Scan/wrapCount.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/wrapAdd.h"
@@ -49,6 +50,27 @@ void OwnerTable::printData(GenericPrint& out) const {
     TraceScope scope("OwnerTable::printData");
     for (const std::uint32_t position : order)
         unpacked(usages[position]).printData(out);
+}
+
+void OwnerTable::fields(const OwnerTable& self, RecordPacker& pack) {
+    TraceScope scope("OwnerTable::fields");
+    pack(self.stamp.sugFilesystemID, self.stamp.sugStatisticID, self.stamp.sugTimestamp,
+         self.order.size());
+    for (const std::uint32_t position : self.order)
+        pack(self.usages[position].number, self.usages[position]);
+}
+
+void OwnerTable::fields(OwnerTable& self, RecordUnpacker& unpack) {
+    TraceScope scope("OwnerTable::fields");
+    std::size_t count = 0;
+    unpack(self.stamp.sugFilesystemID, self.stamp.sugStatisticID, self.stamp.sugTimestamp,
+           count);
+    for (std::uint32_t position = 0; position < count; ++position) {
+        std::uint32_t number = 0;
+        unpack(number);
+        unpack(self.usages.findOrAdd(number).first);
+        self.order.push_back(position);
+    }
 }
 
 SUserOrGroup OwnerTable::unpacked(const Usage& usage) const {

@@ -10,6 +10,8 @@
 #include "Scan/SUserOrGroup.h"
 
 class FileAttributes;
+class RecordPacker;
+class RecordUnpacker;
 
 /// What every owner, or every group, uses on one file system. There can be millions, so an
 /// owner takes 144 bytes and at most 16 for finding it, and is unpacked into an
@@ -30,12 +32,23 @@ public:
     /// Writes the records, from the highest number down. For a table that is complete.
     void printData(GenericPrint& out) const;
 
+    // For a table that is complete.
+    static void fields(const OwnerTable& self, RecordPacker& pack);
+    static void fields(OwnerTable& self, RecordUnpacker& unpack);
+
 private:
     struct Usage {
         explicit Usage(std::uint64_t key = 0) : number(static_cast<std::int32_t>(key)) {}
         [[nodiscard]] std::uint64_t key() const { return static_cast<std::uint32_t>(number); }
 
         void takeFile(std::int64_t size);
+
+        /// All but the number.
+        template <class Self, class Pack>
+        static void fields(Self& self, Pack& pack) {
+            pack(self.identity, self.totalSize, self.largestSize, self.secondLargestSize,
+                 self.sizes, self.counts, self.directoryCount);
+        }
 
         const UserOrGroup* identity = nullptr;  // not owned
         std::int64_t totalSize = 0;

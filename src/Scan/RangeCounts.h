@@ -18,6 +18,11 @@ public:
         return std::int64_t{high[range]} << 32U | low[range];
     }
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        pack(self.low, self.high);
+    }
+
 private:
     std::array<std::uint32_t, SizeRanges::kCount> low{};
     std::array<std::uint8_t, SizeRanges::kCount> high{};

@@ -4,8 +4,8 @@
 #include "Common/EntityNames.h"
 #include "Common/GenericPrint.h"
 #include "Probe/Filesystem.h"
-#include "Scan/CuStatResults.h"
-#include "Scan/SMonDir.h"
+#include "Scan/DirectoryResults.h"
+#include "Scan/RecordPacking.h"
 #include "common/ut/TraceScope.h"
 
 ResultsByFS::~ResultsByFS() {
@@ -16,7 +16,7 @@ ResultsByFS::~ResultsByFS() {
         rfResults = next;
     }
     // The source may be gone by now, so only one that is kept here can be asked.
-    if (dynamic_cast<SMonDir*>(keptSource.get()))
+    if (!packedDirectory.empty())
         trTrace(naMax,
                 "ResultsByFS::~ResultsByFS() : INFO: The actual ResultsByFS results are for a "
                 "monitored directory.");
@@ -33,11 +33,13 @@ void ResultsByFS::printData(GenericPrint& out) const {
         results->printData(out);
     if (Filesystem* const source = filesystem())
         source->printData(out, false);
-    if (const SMonDir* const source = monitoredDirectory()) {
+    if (!packedDirectory.empty()) {
+        const std::unique_ptr<DirectoryResults> found = unpacked();
+        found->results.printData(out);
         trTrace(naMax,
                 "ResultsByFS::printData() : INFO: Invoking printData() for the given "
                 "AnalysisSource instance.");
-        source->printData(out);
+        found->directory.printData(out);
     }
     out.endEntity(entity::ResultsByFS);
 }
@@ -46,8 +48,8 @@ bool ResultsByFS::passes(std::int32_t fsID) const {
     TraceScope scope("ResultsByFS::passes");
     if (fsID <= 0)
         return true;
-    if (const SMonDir* const directory = monitoredDirectory())
-        return directory->smFilesystemID == fsID;
+    if (!packedDirectory.empty())
+        return isDirectoryOn(fsID);
     const Filesystem* const source = filesystem();
     return !source || source->fsID == fsID;
 }
@@ -56,6 +58,22 @@ Filesystem* ResultsByFS::filesystem() const {
     return dynamic_cast<Filesystem*>(rfDirOrFS);
 }
 
-const SMonDir* ResultsByFS::monitoredDirectory() const {
-    return dynamic_cast<const SMonDir*>(rfDirOrFS);
+void ResultsByFS::keepDirectory(const CuStatResults& results, const SMonDir& directory) {
+    TraceScope scope("ResultsByFS::keepDirectory");
+    RecordPacker pack;
+    pack(results, directory);
+    packedDirectory = pack.take();
+    directoryFilesystem = directory.smFilesystemID;
+}
+
+bool ResultsByFS::isDirectoryOn(std::int32_t fsID) const {
+    return !packedDirectory.empty() && directoryFilesystem == fsID;
+}
+
+std::unique_ptr<DirectoryResults> ResultsByFS::unpacked() const {
+    TraceScope scope("ResultsByFS::unpacked");
+    auto found = std::make_unique<DirectoryResults>();
+    RecordUnpacker unpack(packedDirectory);
+    unpack(found->results, found->directory);
+    return found;
 }

@@ -16,6 +16,14 @@ public:
     static void printHeader(GenericPrint& out);
     void printData(GenericPrint& out) const;
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        FileAttributes::fields(self, pack);
+        pack(self.dirFilesystemID, self.dirStatisticID, self.dirFileCount,
+             self.dirDirectoryCount, self.dirTotalSize, self.dirLargestSize,
+             self.dir2ndLargestSize, self.dirSizes, self.dirCounts);
+    }
+
     std::int32_t dirFilesystemID = 0;
     std::int32_t dirStatisticID = 0;
     std::int32_t dirFileCount = 0;  // regular files and symbolic links

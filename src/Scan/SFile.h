@@ -21,6 +21,12 @@ public:
     static void printHeader(GenericPrint& out);
     void printData(GenericPrint& out) const;
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        FileAttributes::fields(self, pack);
+        pack(self.sfFilesystemID, self.sfStatisticID, self.sfStatType);
+    }
+
     SFile* nextFile = nullptr;  // owned by the list's holder
     std::int32_t sfFilesystemID = 0;
     std::int32_t sfStatisticID = 0;

@@ -3,6 +3,7 @@
 #include "Common/EntityColumns.h"
 #include "Common/EntityNames.h"
 #include "Common/GenericPrint.h"
+#include "Scan/MonDirSpec.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
@@ -27,8 +28,7 @@ void SMonDir::printData(GenericPrint& out) const {
     out.startEntity(entity::SMonDir);
     out.row(joinedRows(FileAttributes::columnValues(), ::columnValues(kColumns, *this)));
     out.startEntity(entity::MonDirSpec);
-    for (const std::unique_ptr<MonDirSpec>& dirSpec : smDirSpecs)
-        dirSpec->printData(out, false);
+    smDirSpecs.forEach([&out](const MonDirSpec& dirSpec) { dirSpec.printData(out, false); });
     out.endEntity(entity::MonDirSpec);
     printIdentities(out);
     out.endEntity(entity::SMonDir);

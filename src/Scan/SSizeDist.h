@@ -17,6 +17,11 @@ public:
     static void printHeader(GenericPrint& out);
     void printData(GenericPrint& out) const;
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        pack(self.szdFilesystemID, self.szdStatisticID, self.szdSizes, self.szdCounts);
+    }
+
     std::int32_t szdFilesystemID = 0;
     std::int32_t szdStatisticID = 0;
     std::array<std::int64_t, SizeRanges::kCount> szdSizes{};   // units of 512 bytes, by range

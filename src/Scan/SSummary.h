@@ -12,5 +12,11 @@ public:
     static void printHeader(GenericPrint& out);
     void printData(GenericPrint& out) const;
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        SSummaryHist::fields(self, pack);
+        pack(self.sumDirectoryCount);
+    }
+
     std::int64_t sumDirectoryCount = 0;
 };

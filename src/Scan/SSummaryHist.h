@@ -10,6 +10,13 @@ class SSummaryHist : public Object {
 public:
     SSummaryHist() noexcept : Object("SSummaryHist") {}
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        pack(self.sumFilesystemID, self.sumStatisticID, self.sumCapacity, self.sumFreeSpace,
+             self.sumUsedSpace, self.sumTotalSize, self.sumFileCount, self.sumScanTime,
+             self.sumAccumCount, self.sumType);
+    }
+
     std::int32_t sumFilesystemID = 0;
     std::int32_t sumStatisticID = 0;
     std::int64_t sumCapacity = 0;

@@ -25,6 +25,13 @@ public:
     static void printHeader(GenericPrint& out);
     void printData(GenericPrint& out) const;
 
+    template <class Self, class Pack>
+    static void fields(Self& self, Pack& pack) {
+        pack(self.tdFilesystemID, self.tdStatisticID, self.tdType, self.tdScanTime,
+             self.tdAverageAge, self.tdAccumCount, self.tdHistType, self.tdSizes,
+             self.tdCounts);
+    }
+
     std::int32_t tdFilesystemID = 0;
     std::int32_t tdStatisticID = 0;
     std::int16_t tdType = TD_ACCESSED;

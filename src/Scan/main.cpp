@@ -35,6 +35,8 @@
 ///       Activator           arms those when a directory matches its MonDirSpec
 ///     Accumulator           a sink: SummaryAccum
 ///     ResultsByFS, CuStatResults, SSummary  results, and how they are written
+///     DirectoryResults      those of a monitored directory (SMonDir), which wait packed
+///     RecordPacking         records as bytes; SpecMatches: the MonDirSpecs that matched
 ///     ResultHeader          the header block of the result file
 ///
 ///   The storage model, Probe/
