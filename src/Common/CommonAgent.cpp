@@ -7,11 +7,11 @@
 #include <ctime>
 #include <fcntl.h>
 #include <memory>
-#include <unistd.h>
 
 #include "Common/LogManager.h"
 #include "Common/unix/psnautil.h"
 #include "common/unx/UniqueFd.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
 
@@ -46,13 +46,13 @@ bool CommonAgent::initialize() {
 
 std::int64_t CommonAgent::getLastBootTime() const {
     TraceScope scope("CommonAgent::getLastBootTime");
-    const UniqueFd fd(open(kUptimeFile, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const UniqueFd fd(openFile(kUptimeFile, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd) {
         logMsg(message::AGT0069E, {withErrnoText(kUptimeFile, errno)});
         return 0;
     }
     std::array<char, 128> text{};
-    const ssize_t length = read(fd.get(), text.data(), text.size());
+    const ssize_t length = readWhole(fd.get(), text.data(), text.size());
     if (length < 0) {
         logMsg(message::AGT0070E, {withErrnoText(kUptimeFile, errno)});
         return 0;

@@ -11,6 +11,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
 
@@ -44,12 +45,6 @@ bool nextLine(const std::string& text, std::size_t& at, std::string& line) {
     return true;
 }
 
-bool writeAt(const UniqueFd& file, const std::string& text, std::size_t offset) {
-    const ssize_t written =
-        pwrite(file.get(), text.data(), text.size(), static_cast<off_t>(offset));
-    return written == static_cast<ssize_t>(text.size());
-}
-
 }  // namespace
 
 ResourceFile::ResourceFile(std::string resourcePath)
@@ -66,24 +61,24 @@ int ResourceFile::create() const {
     TraceScope scope("ResourceFile::create");
     struct stat status {};
     // An empty file is what a process leaves that was killed right here.
-    if (stat(path.c_str(), &status) == 0 && status.st_size > 0)
+    if (uninterrupted([&] { return stat(path.c_str(), &status); }) == 0 && status.st_size > 0)
         return 0;
-    const UniqueFd created(::open(path.c_str(), O_WRONLY | O_CREAT | kFlags, kMode));
-    if (created && writeAt(created, std::string(kFirstLine) + "\n", 0))
+    const UniqueFd created(openFile(path.c_str(), O_WRONLY | O_CREAT | kFlags, kMode));
+    if (created && writeWholeAt(created.get(), std::string(kFirstLine) + "\n", 0))
         return 0;
     trTrace(naMin, "Unable to create %s\n", path.c_str());
     if (created)
-        static_cast<void>(!ftruncate(created.get(), 0));
+        static_cast<void>(cutFile(created.get(), 0));
     return kFailed;
 }
 
 int ResourceFile::open() {
     TraceScope scope("ResourceFile::open");
     std::string text;
-    file.reset(::open(path.c_str(), O_RDWR | kFlags));
+    file.reset(openFile(path.c_str(), O_RDWR | kFlags));
     if (file && readText(text))
         rewrite.reset(
-            ::open(rewritePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | kFlags, kMode));
+            openFile(rewritePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | kFlags, kMode));
     if (!rewrite) {
         trTrace(naMin, "Unable to open resource file %s, %s\n", path.c_str(),
                 errnoText(errno).c_str());
@@ -97,7 +92,7 @@ bool ResourceFile::readText(std::string& text) const {
     TraceScope scope("ResourceFile::readText");
     std::array<char, 4096> piece{};
     for (;;) {
-        const ssize_t length = read(file.get(), piece.data(), piece.size());
+        const ssize_t length = readSome(file.get(), piece.data(), piece.size());
         if (length <= 0)
             return length == 0;
         text.append(piece.data(), static_cast<std::size_t>(length));
@@ -127,7 +122,7 @@ int ResourceFile::discard() {
     TraceScope scope("ResourceFile::discard");
     file.reset();
     rewrite.reset();
-    if (unlink(rewritePath.c_str()) == 0)
+    if (removeName(rewritePath.c_str()))
         return 0;
     trTrace(naMin, "Unable to remove %s \n", rewritePath.c_str());
     return kFailed;
@@ -137,11 +132,11 @@ int ResourceFile::append(const Entry& entry) {
     TraceScope scope("ResourceFile::append");
     // Half an entry at the end is what a process left that was killed while it wrote.
     // Behind it the lines of the new entry would be taken for the wrong ones of a pair.
-    const auto end = static_cast<off_t>(endOfEntries);
-    bool written = size == endOfEntries || ftruncate(file.get(), end) == 0;
-    if (written && !writeAt(file, (endsInLineFeed ? "" : "\n") + entry.lines, endOfEntries)) {
+    const std::string text = (endsInLineFeed ? "" : "\n") + entry.lines;
+    bool written = size == endOfEntries || cutFile(file.get(), endOfEntries);
+    if (written && !writeWholeAt(file.get(), text, endOfEntries)) {
         trTrace(naMin, "Unable to write %s\n", path.c_str());
-        static_cast<void>(!ftruncate(file.get(), end));
+        static_cast<void>(cutFile(file.get(), endOfEntries));
         written = false;
     }
     const int discarded = discard();
@@ -153,12 +148,12 @@ int ResourceFile::replace(const std::vector<Entry>& newEntries) {
     std::string text = firstLine + "\n";
     for (const Entry& entry : newEntries)
         text += entry.lines;
-    if (!writeAt(rewrite, text, 0) || close(rewrite.release()) != 0) {
+    if (!writeWholeAt(rewrite.get(), text, 0) || !closeFile(rewrite.release())) {
         trTrace(naMin, "Unable to write %s\n", rewritePath.c_str());
         static_cast<void>(discard());
         return kFailed;
     }
-    if (std::rename(rewritePath.c_str(), path.c_str()) == 0)
+    if (uninterrupted([&] { return std::rename(rewritePath.c_str(), path.c_str()); }) == 0)
         return 0;
     trTrace(naMin, "Unable to rename %s to %s\n", rewritePath.c_str(), path.c_str());
     static_cast<void>(discard());

@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <unistd.h>
+#include <string_view>
 
 #include "Common/CommonAgent.h"
 #include "Common/LogManager.h"
 #include "Common/unix/psnautil.h"
 #include "common/unx/UniqueFd.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
@@ -65,14 +66,15 @@ int UpTime::writeBuf(bool readFirst) {
     put(kLastAlive, now());
 
     const UniqueFd fd(
-        open(upTimePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | kOpenFlags, 0644));
+        openFile(upTimePath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | kOpenFlags, 0644));
     if (!fd) {
         const int error = errno;
         trTrace(naMin, "Unable to open %s for writing\n", upTimePath.c_str());
         return error;
     }
-    errno = ENOSPC;  // of a file that takes a part
-    if (write(fd.get(), record.data(), record.size()) == static_cast<ssize_t>(record.size()))
+    const std::string_view bytesOfRecord(reinterpret_cast<const char*>(record.data()),
+                                         record.size());
+    if (writeWhole(fd.get(), bytesOfRecord))
         return 0;
     const int error = errno;
     trTrace(naMin, "Failed to write %d bytes to UPTIME file\n", kLength);
@@ -128,11 +130,11 @@ void UpTime::noteBoot() {
 /// The bytes read, kUnreadable if the file does not open. Only a whole record is taken.
 int UpTime::readRecord() {
     TraceScope scope("UpTime::readRecord");
-    const UniqueFd fd(open(upTimePath.c_str(), O_RDONLY | kOpenFlags));
+    const UniqueFd fd(openFile(upTimePath.c_str(), O_RDONLY | kOpenFlags));
     if (!fd)
         return kUnreadable;
     std::array<unsigned char, kLength> found{};
-    const ssize_t bytes = std::max<ssize_t>(read(fd.get(), found.data(), found.size()), 0);
+    const ssize_t bytes = std::max<ssize_t>(readWhole(fd.get(), found.data(), found.size()), 0);
     if (bytes == static_cast<ssize_t>(found.size()))
         record = found;
     return static_cast<int>(bytes);

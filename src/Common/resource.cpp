@@ -1,5 +1,6 @@
 #include "Common/resource.h"
 
+#include <chrono>
 #include <set>
 #include <unistd.h>
 #include <vector>
@@ -7,6 +8,7 @@
 #include "Common/ResourceFile.h"
 #include "Common/unix/psnautil.h"
 #include "Common/unix/pssignal.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/makeDirPath.h"
 
@@ -112,7 +114,7 @@ std::unique_ptr<Filelock> createResourceLockFile(int kind, const std::string& in
             break;
         }
         trTrace(naMin, "waiting to get lock on %s\n", path.c_str());
-        sleep(1);
+        pauseFor(std::chrono::seconds(1));
         rc = lock->lockFile();
     }
     if (rc == Filelock::SUCCESS)

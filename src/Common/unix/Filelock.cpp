@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
@@ -19,8 +20,13 @@ constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
 /// since closing any other would give the lock back.
 int openForReading(const UniqueFd& held, const std::string& path, UniqueFd& own) {
     if (!held)
-        own.reset(open(path.c_str(), O_RDONLY | kFlags));
+        own.reset(openFile(path.c_str(), O_RDONLY | kFlags));
     return held ? held.get() : own.get();
+}
+
+/// lockf() on the whole file.
+int lockWhole(int fd, int command) {
+    return uninterrupted([=] { return lockf(fd, command, 0); });
 }
 
 }  // namespace
@@ -51,10 +57,10 @@ int Filelock::lockFile() {
 
 int Filelock::openAndLock() {
     TraceScope scope("Filelock::openAndLock");
-    fd.reset(open(path.c_str(), O_RDWR | O_CREAT | kFlags, 0700));
+    fd.reset(openFile(path.c_str(), O_RDWR | O_CREAT | kFlags, 0700));
     if (!fd)
         return LOCK_FAILED;
-    if (lockf(fd.get(), F_TLOCK, 0) == 0)
+    if (lockWhole(fd.get(), F_TLOCK) == 0)
         return SUCCESS;
     return errno == EACCES || errno == EAGAIN ? LOCKED : LOCK_FAILED;
 }
@@ -64,7 +70,8 @@ bool Filelock::isAtPath() const {
     TraceScope scope("Filelock::isAtPath");
     struct stat open {};
     struct stat named {};
-    return fstat(fd.get(), &open) == 0 && lstat(path.c_str(), &named) == 0 &&
+    return uninterrupted([&] { return fstat(fd.get(), &open); }) == 0 &&
+           uninterrupted([&] { return lstat(path.c_str(), &named); }) == 0 &&
            open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
@@ -73,9 +80,9 @@ int Filelock::unlockFile() {
     if (!fd)
         return UNLOCK_FAILED;
     // Meant: the name goes first. Once the lock is given back it may be another's.
-    const bool removed = unlink(path.c_str()) == 0;
-    const bool unlocked = lockf(fd.get(), F_ULOCK, 0) == 0;
-    const bool closed = close(fd.release()) == 0;
+    const bool removed = removeName(path.c_str());
+    const bool unlocked = lockWhole(fd.get(), F_ULOCK) == 0;
+    const bool closed = closeFile(fd.release());
     return removed && unlocked && closed ? SUCCESS : UNLOCK_FAILED;
 }
 
@@ -84,9 +91,7 @@ int Filelock::writeProcessId(const std::string& data) const {
     std::string text = std::to_string(getpid());
     if (!data.empty())
         text += " " + data;
-    const bool written =
-        fd && ftruncate(fd.get(), 0) == 0 &&
-        pwrite(fd.get(), text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
+    const bool written = fd && cutFile(fd.get(), 0) && writeWholeAt(fd.get(), text, 0);
     return written ? SUCCESS : WRITE_FAILED;
 }
 
@@ -94,7 +99,7 @@ bool Filelock::isLocked() const {
     TraceScope scope("Filelock::isLocked");
     UniqueFd own;
     const int file = openForReading(fd, path, own);
-    const bool locked = file >= 0 && lockf(file, F_TEST, 0) != 0;
+    const bool locked = file >= 0 && lockWhole(file, F_TEST) != 0;
     if (locked)
         trTrace(naMin, "File %s is locked\n", path.c_str());
     else
@@ -107,7 +112,7 @@ std::int32_t Filelock::readProcessId(std::string& data) const {
     UniqueFd own;
     std::array<char, 256> content{};
     const ssize_t length =
-        pread(openForReading(fd, path, own), content.data(), content.size(), 0);
+        readWholeAt(openForReading(fd, path, own), content.data(), content.size(), 0);
     const std::string text(content.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
     const std::size_t blank = text.find(' ');
     data = blank == std::string::npos ? "" : text.substr(blank + 1);

@@ -91,7 +91,8 @@ std::string stripQuotes(const std::string& text) {
 
 bool psFileExists(const std::string& path) {
     TraceScope scope("psFileExists");
-    const bool exists = access(stripQuotes(path).c_str(), F_OK) == 0;
+    const std::string plain = stripQuotes(path);
+    const bool exists = uninterrupted([&] { return access(plain.c_str(), F_OK); }) == 0;
     if (exists)
         trTrace(naMin, "File %s exists\n", path.c_str());
     else
@@ -107,7 +108,7 @@ int psRemoveFile(const std::string& path) {
 int psFileSize(const std::string& path, std::int64_t& size) {
     TraceScope scope("psFileSize");
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0)
+    if (uninterrupted([&] { return stat(path.c_str(), &status); }) != 0)
         return errno;
     size = status.st_size;
     return 0;

@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "common/unx/systemCalls.h"
+
 void prepareProcess() {
     // What a broken pipe, a file that is too large, a lost terminal or an inherited timer
     // would end before the agent has heard of the job: the call fails instead, if any does.
@@ -18,7 +20,7 @@ void prepareProcess() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         // The lowest free descriptor is taken, which is this one.
         if (fcntl(descriptor, F_GETFD) < 0)
-            static_cast<void>(open("/dev/null", O_RDWR));
+            static_cast<void>(openFile("/dev/null", O_RDWR));
     }
     struct rlimit limit {};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < leastDescriptors) {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "common/unx/StatContext.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/trace.h"
 
 // This code runs on the cancellable thread too: no scope objects.
@@ -63,8 +64,9 @@ ssize_t moveByte(int fd, int opType, StatContext* context) {
         return -1;
     }
     char tap = 0;
-    const ssize_t moved =
-        opType == RECEIVING ? read(fd, &tap, sizeof tap) : write(fd, &tap, sizeof tap);
+    const ssize_t moved = uninterrupted([&] {
+        return opType == RECEIVING ? read(fd, &tap, sizeof tap) : write(fd, &tap, sizeof tap);
+    });
     if (context)
         context->releasePipes();
     return moved;

@@ -3,17 +3,20 @@
 #include <cerrno>
 #include <sys/stat.h>
 
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
 
 bool isDirectory(const std::string& path) {
     struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    return uninterrupted([&] { return stat(path.c_str(), &status); }) == 0 &&
+           S_ISDIR(status.st_mode);
 }
 
 int makeDirectory(const std::string& path) {
-    if (mkdir(path.c_str(), 0755) == 0 || (errno == EEXIST && isDirectory(path)))
+    if (uninterrupted([&] { return mkdir(path.c_str(), 0755); }) == 0 ||
+        (errno == EEXIST && isDirectory(path)))
         return 0;
     return -1;
 }

@@ -77,7 +77,7 @@ TEST(ChildProcessTest, AChildOfItsOwnGroupDiesWithItsParent) {
     int ends[2];
     ASSERT_EQ(0, pipe(ends));
     EXPECT_EQ(0, inChild([&] {
-                  Shell shell("sleep 60");
+                  Shell shell("exec sleep 60");
                   shell.program.ownGroup = true;
                   shell.program.stdoutDescriptor = ends[1];
                   return startProgram(shell.program) > 0 ? 0 : 1;
