@@ -1,14 +1,14 @@
 #include "common/thrd/psThread.h"
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <new>
-#include <set>
 #include <thread>
 
+#include "common/thrd/SignalsBlocked.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/traceClasses.h"
 
@@ -21,16 +21,7 @@ unsigned shortId(psThreadId thread) {
 }
 
 /// The threads of the process besides the first one.
-struct ThreadTable {
-    std::mutex mutex;
-    std::set<const void*> members;  // the start-up record of each
-};
-
-/// Never destroyed: threads may end later than static objects.
-ThreadTable& table() {
-    static ThreadTable& instance = *new ThreadTable;
-    return instance;
-}
+constinit std::atomic<std::size_t> threadCount{0};
 
 /// What a new thread runs; owned by the thread.
 struct StartUp {
@@ -39,27 +30,17 @@ struct StartUp {
     const char* name;
 };
 
-void enter(const StartUp* thread) {
-    const std::lock_guard<std::mutex> lock(table().mutex);
-    table().members.insert(thread);
-}
-
-void leave(const StartUp* thread) {
-    const std::lock_guard<std::mutex> lock(table().mutex);
-    table().members.erase(thread);
-}
-
-/// Takes the thread out of the table on every way out, cancellation too.
-class Membership {
+/// Counts the thread until it goes, on every way out, cancellation too.
+class CountedThread {
 public:
-    explicit Membership(StartUp* record) : thread(record) {}
-    ~Membership() {
-        leave(thread.get());
+    explicit CountedThread(StartUp* record) : thread(record) {}
+    ~CountedThread() {
+        --threadCount;
         trTrace(trThread, "Thread %d exit called.\n",
                 static_cast<int>(shortId(psThreadSelf())));
     }
-    Membership(const Membership&) = delete;
-    Membership& operator=(const Membership&) = delete;
+    CountedThread(const CountedThread&) = delete;
+    CountedThread& operator=(const CountedThread&) = delete;
 
     [[nodiscard]] const StartUp& record() const { return *thread; }
 
@@ -68,8 +49,8 @@ private:
 };
 
 void* runThread(void* argument) {
-    const Membership membership(static_cast<StartUp*>(argument));
-    const StartUp& thread = membership.record();
+    const CountedThread counted(static_cast<StartUp*>(argument));
+    const StartUp& thread = counted.record();
     trTrace(trThread, "Starting thread %s\n", thread.name);
     return thread.start(thread.argument);
 }
@@ -116,11 +97,12 @@ int psThreadCreate(psThreadRecord& record) {
                                         StartUp{record.start, record.argument, record.name});
     if (!thread)
         return ENOMEM;
-    // Entered before it runs: a short thread may have left by the time the call returns.
-    enter(thread.get());
+    // Counted before it runs: a short thread may have ended by the time the call returns.
+    ++threadCount;
+    const SignalsBlocked signals;
     const int rc = pthread_create(&record.thread, attributes, runThread, thread.get());
     if (rc != 0)
-        leave(thread.get());
+        --threadCount;
     else
         static_cast<void>(thread.release());
     return rc;
@@ -149,6 +131,5 @@ void psThreadDelay(unsigned milliseconds) {
 }
 
 std::size_t psThreadCount() {
-    const std::lock_guard<std::mutex> lock(table().mutex);
-    return table().members.size();
+    return threadCount;
 }

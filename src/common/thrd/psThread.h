@@ -19,7 +19,7 @@ struct psThreadRecord {
     std::size_t stackSize = 0;  // bytes, 0 for the default; used without attributes only
 };
 
-/// Starts a thread: 0 or the error. It is in the table of threads until it ends, also by
+/// Starts a thread, which gets no signals: 0 or the error. It is counted until it ends, also by
 /// cancellation.
 [[nodiscard]] int psThreadCreate(psThreadRecord& record);
 

@@ -16,7 +16,7 @@ void* waitForWord(void* argument) {
 
 }  // namespace
 
-TEST(psThreadTest, AThreadIsInTheTableUntilItEndsOrIsCancelled) {
+TEST(psThreadTest, AThreadCountsUntilItEndsOrIsCancelled) {
     mayEnd = false;
     pthread_attr_t joinable;
     ASSERT_EQ(0, pthread_attr_init(&joinable));
