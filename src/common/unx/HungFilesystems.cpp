@@ -1,13 +1,20 @@
 #include "common/unx/HungFilesystems.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "common/unx/mountedDevice.h"
 #include "common/ut/TraceScope.h"
 
 void HungFilesystems::forgetEnded() {
-    std::erase_if(threads, [](const Abandoned& thread) { return thread.context->hasEnded(); });
+    threads.remove_if([](const Record& thread) { return thread.context->hasEnded(); });
+}
+
+/// To the end of a list.
+void HungFilesystems::move(Call& call, Records& to) {
+    to.splice(to.end(), *call.in, call.record);
+    call.in = &to;
 }
 
 HungFilesystems::Place HungFilesystems::placeOf(const GuardedWork& work) {
@@ -20,71 +27,67 @@ HungFilesystems::Place HungFilesystems::placeOf(const GuardedWork& work) {
 HungFilesystems::Verdict HungFilesystems::judge(Call& call, std::int64_t now) {
     FoundationScope scope("HungFilesystems::judge");
     forgetEnded();
-    const auto own = std::find(queue.begin(), queue.end(), &call);
-    const auto ahead = static_cast<std::size_t>(own - queue.begin());
-    call.isBeyond = threads.size() >= kMostAbandoned;
+    // The calls ahead in the queue; all of them for one that comes anew.
+    const auto end = call.in == &queue ? call.record : queue.end();
+    const auto ahead = static_cast<std::size_t>(std::distance(queue.begin(), end));
+    call.record->isBeyond = threads.size() >= kMostAbandoned;
     Verdict verdict = Verdict::Ask;
-    if (call.isBeyond)
-        verdict = judgeBeyond(call, ahead, now);
+    if (call.record->isBeyond)
+        verdict = judgeBeyond(call, now);
     else if (threadCount() + ahead >= kMostAbandoned)
         verdict = Verdict::Wait;
 
-    if (verdict == Verdict::Wait) {
-        if (own == queue.end())
-            queue.push_back(&call);
-        return verdict;
-    }
-    if (own != queue.end())
-        queue.erase(own);
-    if (verdict == Verdict::Ask) {
-        ++callCount;
-        if (call.isBeyond)
-            askedBeyond.push_back(call.place.device);
-    }
+    if (verdict != Verdict::Wait)
+        move(call, verdict == Verdict::Ask ? made : call.own);
+    else if (call.in != &queue)
+        move(call, queue);
     return verdict;
 }
 
-HungFilesystems::Verdict HungFilesystems::judgeBeyond(Call& call, std::size_t ahead,
-                                                      std::int64_t now) const {
+HungFilesystems::Verdict HungFilesystems::judgeBeyond(Call& call, std::int64_t now) const {
     FoundationScope scope("HungFilesystems::judgeBeyond");
     if (call.place.path.empty())
         call.place = placeOf(call.work);
-    const std::uint64_t device = call.place.device;
-    const auto isAsked = std::find(askedBeyond.begin(), askedBeyond.end(), device);
-    bool mustWait = isAsked != askedBeyond.end();
-    for (const Abandoned& thread : threads) {
+    const std::uint64_t device = call.record->device = call.place.device;
+    const auto asks = [device](const Record& other) { return other.device == device; };
+    bool mustWait = std::any_of(made.begin(), made.end(), [&asks](const Record& other) {
+        return other.isBeyond && asks(other);
+    });
+    for (const Record& thread : threads) {
         if (thread.device != device || thread.answers)
             continue;
-        if (thread.isProbe || now < thread.nextProbe || mustWait)
+        if (thread.isBeyond || now < thread.nextProbe || mustWait)
             return Verdict::Refuse;
     }
-    for (std::size_t i = 0; i < ahead; ++i)
-        mustWait = mustWait || queue[i]->place.device == device;
+    const Records::const_iterator end = call.in == &queue ? call.record : queue.end();
+    mustWait = mustWait || std::any_of(queue.begin(), end, asks);
     return mustWait ? Verdict::Wait : Verdict::Ask;
 }
 
-void HungFilesystems::answered(const Call& call) {
+void HungFilesystems::answered(Call& call) {
     FoundationScope scope("HungFilesystems::answered");
-    notMade(call);
-    for (Abandoned& thread : threads) {
-        if (call.isBeyond && thread.device == call.place.device)
+    giveUp(call);
+    for (Record& thread : threads) {
+        if (call.record->isBeyond && thread.device == call.record->device)
             thread.answers = true;
     }
 }
 
-void HungFilesystems::notMade(const Call& call) {
-    --callCount;
-    if (call.isBeyond)
-        askedBeyond.erase(std::find(askedBeyond.begin(), askedBeyond.end(), call.place.device));
+void HungFilesystems::giveUp(Call& call) {
+    FoundationScope scope("HungFilesystems::giveUp");
+    if (call.isOpen())
+        move(call, call.own);
 }
 
-void HungFilesystems::add(StatContext::Share context, const Call& call, const Place& place,
+void HungFilesystems::add(StatContext::Share context, Call& call, const Place& place,
                           std::int64_t now, std::chrono::nanoseconds limit) {
     FoundationScope scope("HungFilesystems::add");
-    notMade(call);
+    call.record->context = std::move(context);
+    call.record->device = place.device;
+    call.record->nextProbe = now + limit.count();
+    move(call, threads);
+    call.in = nullptr;
     forgetEnded();
-    threads.push_back(
-        {std::move(context), place.device, now + limit.count(), call.isBeyond, false});
     trTrace(naMin, "%d stat-threads are abandoned, the last one in %s\n",
             static_cast<int>(threads.size()), place.path.c_str());
 }

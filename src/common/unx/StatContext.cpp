@@ -1,8 +1,8 @@
 #include "common/unx/StatContext.h"
 
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
+#include <new>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/syscall.h>
@@ -41,9 +41,10 @@ int shortId(psThreadId thread) {
 
 StatContext::Share StatContext::create() {
     FoundationScope scope("StatContext::create");
-    Share context(new StatContext);
-    context->mutex.reset(pkCreateMutex());
-    if (!context->mutex) {
+    Share context(new (std::nothrow) StatContext);
+    if (context)
+        context->mutex.reset(pkCreateMutex());
+    if (!context || !context->mutex) {
         errno = ENOMEM;
         return nullptr;
     }
@@ -75,14 +76,8 @@ bool StatContext::startThread() {
     record.argument = this;
     record.name = "StatFsThread";
     record.stackSize = kStackSize;
-    // Signals are for the scan thread, which waits for them.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
     shares = 2;
     const int rc = psThreadCreate(record);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (rc != 0) {
         shares = 1;
         trError(
@@ -106,7 +101,7 @@ void StatContext::release() {
 
 void StatContext::setWork(std::shared_ptr<GuardedWork> next) {
     work = std::move(next);
-    began = monotonicNanoseconds();  // the thread waits for its tap, so no lock is needed
+    beginStep(monotonicNanoseconds());  // the thread waits for its tap, so no lock is needed
 }
 
 void StatContext::moveTo(int number) {
@@ -119,14 +114,30 @@ void StatContext::moveTo(int number) {
     processor = number;
 }
 
-std::int64_t StatContext::stepBegan() const {
+StatContext::Step StatContext::step() const {
     const pkMutexHolder lock(mutex.get());
-    return began;
+    return current;
 }
 
 void StatContext::abandon() {
     FoundationScope scope("StatContext::abandon");
     const pkMutexHolder lock(mutex.get());
+    abandonLocked();
+}
+
+bool StatContext::abandonIn(Step& seen) {
+    FoundationScope scope("StatContext::abandonIn");
+    const pkMutexHolder lock(mutex.get());
+    if (current.number != seen.number) {
+        seen = current;
+        return false;
+    }
+    abandonLocked();
+    return true;
+}
+
+void StatContext::abandonLocked() {
+    trTrace(naMid, "cleanUp: entry point.\n");
     abandoned = true;
     // A thread that has not ended cannot do so now, for that takes the lock: its id is good.
     if (!ended) {
@@ -219,6 +230,8 @@ void StatContext::serve() {
         }
         trTrace(naMid, "StatFsThread: just got a tap for (%s)\n", work->name());
         const int error = work->run(*this);
+        if (!publish(monotonicNanoseconds(), [] {}))
+            return;
         trTrace(naMid, "StatFsThread: ready to send a tap back for (%s), rc(%d), errno(%d)\n",
                 work->name(), error == 0 ? 0 : -1, error);
         if (tryOnTap(replyWrite, SENDING, std::chrono::nanoseconds(0), this) != 0) {

@@ -70,11 +70,20 @@ public:
     /// Lets the thread run on this processor only.
     void moveTo(int number);
 
-    /// When the work began its present step, in nanoseconds on the monotonic clock.
-    [[nodiscard]] std::int64_t stepBegan() const;
+    /// What the work is at: how many steps there were, and when the present one began, in
+    /// nanoseconds on the monotonic clock.
+    struct Step {
+        std::uint64_t number = 0;
+        std::int64_t began = 0;
+    };
+    [[nodiscard]] Step step() const;
 
     /// Cancels the thread and closes the pipes. What the work has published by now stays so.
     void abandon();
+
+    /// The same, but only if the work is still at the step `seen`. If it has got on meanwhile,
+    /// the call that took too long has returned: false, and `seen` is the present step.
+    [[nodiscard]] bool abandonIn(Step& seen);
 
     /// True once the thread has nothing more to do with the context.
     [[nodiscard]] bool hasEnded() const;
@@ -93,7 +102,7 @@ public:
         if (!holdPipes())
             return false;
         change();
-        began = now;
+        beginStep(now);
         releasePipes();
         return true;
     }
@@ -108,6 +117,11 @@ private:
 
     [[nodiscard]] bool openPipes();
     [[nodiscard]] bool startThread();
+    void beginStep(std::int64_t now) {
+        ++current.number;
+        current.began = now;
+    }
+    void abandonLocked();
     void release();
     static void* StatFsThread(void* argument);
     static void leave(void* argument);
@@ -121,5 +135,5 @@ private:
     pkMutexOwner mutex;                 // guards what follows, and each byte of a pipe
     bool abandoned = false;
     bool ended = false;
-    std::int64_t began = 0;
+    Step current;  // of the work; the last one is that its tap comes back
 };

@@ -1,9 +1,12 @@
 #include "common/unx/virtstat.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
 #include <fcntl.h>
+#include <new>
 #include <pthread.h>
 #include <sched.h>
 #include <string>
@@ -21,16 +24,21 @@ namespace {
 
 /// What the calls of a process share; guarded by pStatMutex.
 struct State {
-    pkMutexOwner pStatMutex;
-    bool mutexState = false;               // pStatMutex exists
+    State() { idle.reserve(kMostGuardedCalls); }
+
+    pkMutexOwner pStatMutex;               // made once, and never destroyed
+    std::atomic<bool> mutexState{false};   // pStatMutex exists, and there may be calls
     std::vector<StatContext::Share> idle;  // threads that wait for work; the last one is next
     HungFilesystems hung;
     std::condition_variable_any callEnded;  // for those who wait for a place
 };
 
+constinit std::atomic<bool> stateIsMade{false};
+
 /// Never destroyed: a call may come back after the static objects have gone.
 State& state() {
     static State& instance = *new State;
+    stateIsMade = true;
     return instance;
 }
 
@@ -41,7 +49,6 @@ const char* operationName(int op) {
 
 void globals_cleanup_routine() {
     FoundationScope scope("globals_cleanup_routine");
-    state().pStatMutex.reset();
     state().mutexState = false;
 }
 
@@ -60,8 +67,9 @@ bool hasMutex(int& errCode) {
     FoundationScope scope("hasMutex");
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     errCode = 0;
+    const State& shared = state();
     pthread_once(&once, init_pStatMutex);
-    if (state().mutexState)
+    if (shared.mutexState)
         return true;
     errCode = EINVAL;
     trError("kelNFSsyscalls: internal data structures were not initialized properly.\n");
@@ -74,13 +82,6 @@ bool hasMutex(int& errCode) {
 /// A failure without a code of its own counts as a bad argument.
 int codeOf(int error) {
     return error != 0 ? error : EINVAL;
-}
-
-/// Gives up a helper thread. It is not joined: it may hang as long as the mount does.
-void cleanUp(StatContext& context) {
-    FoundationScope scope("cleanUp");
-    trTrace(naMid, "cleanUp: entry point.\n");
-    context.abandon();
 }
 
 /// Takes a helper thread that is idle, or makes one: 0 or -1 with errno.
@@ -147,20 +148,21 @@ private:
     bool isHeld = false;
 };
 
-/// Hands the work over and waits until it is back: 0, VS_TIMEOUT or -1 with errno.
+/// Hands the work over and waits until it is back: 0 or -1 with errno; or VS_TIMEOUT, and the
+/// thread is given up. It is not joined: it may hang as long as the mount does.
 int exchangeTaps(StatContext& context, std::chrono::nanoseconds limit) {
     FoundationScope scope("exchangeTaps");
     const OneProcessor processor(context);
-    std::int64_t began = context.stepBegan();
+    StatContext::Step step = context.step();
     int rc = tryOnTap(context.requestWrite(), SENDING, limit);
     if (rc == 0)
         rc = tryOnTap(context.replyRead(), RECEIVING, limit);
-    // Work of several steps that gets on: each of them has its whole time.
-    while (rc == VS_TIMEOUT && context.stepBegan() != began) {
-        began = context.stepBegan();
-        const std::int64_t left = began + limit.count() - monotonicNanoseconds();
-        if (left > 0)
-            rc = tryOnTap(context.replyRead(), RECEIVING, std::chrono::nanoseconds(left));
+    // Work of several steps that gets on: each of them has its whole time. The thread is given
+    // up only in a step that has had it, so the one that follows is never blamed.
+    while (rc == VS_TIMEOUT && !context.abandonIn(step)) {
+        const std::int64_t left = step.began + limit.count() - monotonicNanoseconds();
+        rc = tryOnTap(context.replyRead(), RECEIVING,
+                      std::chrono::nanoseconds(std::max<std::int64_t>(left, 1)));
     }
     return rc;
 }
@@ -172,6 +174,10 @@ int beginCall(HungFilesystems::Call& call, StatContext::Share& context, int& err
     HungFilesystems& hung = state().hung;
     StatMutex mutex;
     for (;; state().callEnded.wait(mutex)) {
+        if (!state().mutexState) {
+            errCode = EINVAL;
+            return -1;
+        }
         const HungFilesystems::Verdict verdict = hung.judge(call, monotonicNanoseconds());
         if (verdict == HungFilesystems::Verdict::Wait)
             continue;
@@ -184,7 +190,7 @@ int beginCall(HungFilesystems::Call& call, StatContext::Share& context, int& err
         if (rc == 0)
             return 0;
         errCode = codeOf(errno);
-        hung.notMade(call);
+        hung.giveUp(call);
         if (!hung.someAreMade()) {
             trError("kelNFSsyscalls: CreateStatFsThread() failed: rc(%d), errno(%d)\n", rc,
                     errCode);
@@ -205,47 +211,76 @@ int makeCall(StatContext& context, const std::shared_ptr<GuardedWork>& work,
         return 0;
     }
     errCode = rc == VS_TIMEOUT ? ESTALE : codeOf(errno);
-    if (rc != VS_TIMEOUT)
+    if (rc != VS_TIMEOUT) {
         trError("kelNFSsyscalls: tryOnTap() failed, rc(%d), errno(%d)\n", rc, errCode);
-    cleanUp(context);
+        context.abandon();
+    }
     return rc;
 }
 
-/// Takes out the threads that are too many to be idle. One may always be.
-std::vector<StatContext::Share> takeSurplus() {
-    FoundationScope scope("takeSurplus");
+/// Keeps a thread for the calls to come. Gives back one that is too many to be idle, or null.
+StatContext::Share keepIdle(StatContext::Share context) {
+    FoundationScope scope("keepIdle");
     std::vector<StatContext::Share>& idle = state().idle;
-    std::vector<StatContext::Share> surplus;
-    while (idle.size() > 1 && idle.size() + state().hung.threadCount() > kMostGuardedCalls) {
-        surplus.push_back(std::move(idle.back()));
-        idle.pop_back();
+    const bool isTooMany =
+        !idle.empty() && idle.size() + state().hung.threadCount() >= kMostGuardedCalls;
+    if (isTooMany || !state().mutexState)
+        return context;
+    idle.push_back(std::move(context));
+    return nullptr;
+}
+
+/// Where a call hangs; empty without the memory to find out.
+HungFilesystems::Place placeOfHung(const GuardedWork& work) {
+    FoundationScope scope("placeOfHung");
+    try {
+        return HungFilesystems::placeOf(work);
+    } catch (const std::bad_alloc&) {
+        return {};
     }
-    return surplus;
 }
 
 /// Gives back the place of a call that was made with result `rc`, and its thread.
-bool endCall(const HungFilesystems::Call& call, StatContext::Share context, int rc,
+bool endCall(HungFilesystems::Call& call, StatContext::Share context, int rc,
              std::chrono::nanoseconds limit, int& errCode) {
     FoundationScope scope("endCall");
     HungFilesystems& hung = state().hung;
     HungFilesystems::Place place;
     if (rc != 0)
-        place = HungFilesystems::placeOf(call.work);
-    std::vector<StatContext::Share> surplus;
+        place = placeOfHung(call.work);
+    StatContext::Share surplus;
     const bool held = holdingMutex(errCode, [&] {
         if (rc != 0) {
             hung.add(std::move(context), call, place, monotonicNanoseconds(), limit);
         } else {
             hung.answered(call);
-            state().idle.push_back(std::move(context));
+            surplus = keepIdle(std::move(context));
         }
         state().callEnded.notify_all();
-        surplus = takeSurplus();
     });
-    for (const StatContext::Share& one : surplus)
-        cleanUp(*one);
+    if (surplus)
+        surplus->abandon();
     return held;
 }
+
+/// Gives a call up that ends by an exception.
+class CallHolder {
+public:
+    explicit CallHolder(HungFilesystems::Call& held) noexcept : call(held) {}
+    ~CallHolder() {
+        int ignored = 0;
+        if (call.isOpen())
+            static_cast<void>(holdingMutex(ignored, [this] {
+                state().hung.giveUp(call);
+                state().callEnded.notify_all();
+            }));
+    }
+    CallHolder(const CallHolder&) = delete;
+    CallHolder& operator=(const CallHolder&) = delete;
+
+private:
+    HungFilesystems::Call& call;
+};
 
 /// A request of the public call.
 class PathCall : public GuardedWork {
@@ -313,7 +348,8 @@ int guardedCall(const std::shared_ptr<GuardedWork>& work, std::chrono::nanosecon
     FoundationScope scope("guardedCall");
     if (!hasMutex(errCode))
         return -1;
-    HungFilesystems::Call call{*work, {}};
+    HungFilesystems::Call call(*work);
+    const CallHolder holder(call);
     StatContext::Share context;
     int rc = 0;
     if (!holdingMutex(errCode, [&] { rc = beginCall(call, context, errCode); }))
@@ -350,8 +386,15 @@ int kelNFSsyscalls(const char* path, int flag, void* buffer, int op, int timeout
 void virtStatCleanUp() {
     FoundationScope scope("virtStatCleanUp");
     trTrace(naMin, "virtStatCleanUp: entry point.\n");
-    for (const StatContext::Share& context : std::exchange(state().idle, {}))
-        cleanUp(*context);
-    if (state().mutexState)
+    if (!stateIsMade || !state().mutexState)
+        return;
+    int ignored = 0;
+    std::vector<StatContext::Share> idle;
+    static_cast<void>(holdingMutex(ignored, [&idle] {
         globals_cleanup_routine();
+        idle = std::move(state().idle);
+        state().callEnded.notify_all();
+    }));
+    for (const StatContext::Share& context : idle)
+        context->abandon();
 }

@@ -1,14 +1,21 @@
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <memory>
+#include <new>
 #include <string>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include <gtest/gtest.h>
 
 #include "common/thrd/psThread.h"
+#include "common/unx/statTap.h"
 #include "common/unx/virtstat.h"
+#include "support/FailingNew.h"
 #include "support/HangingMount.h"
 #include "support/TempTree.h"
 
@@ -24,6 +31,22 @@ std::size_t threadsAfterFallTo(std::size_t count) {
         psThreadDelay(10);
     return psThreadCount();
 }
+
+/// Takes some milliseconds and has no steps.
+class Pause : public GuardedWork {
+public:
+    explicit Pause(long milliseconds) : time{0, milliseconds * 1'000'000} {}
+
+    int run(StatContext& /*context*/) override {
+        const long end =
+            StatContext::cancellable(SYS_nanosleep, reinterpret_cast<long>(&time), 0, 0, 0, 0);
+        return end == 0 ? 0 : errno;
+    }
+    [[nodiscard]] const char* name() const override { return "/a place of some length"; }
+
+private:
+    const timespec time;
+};
 
 /// The size of a file, or the negative errno value.
 long sizeOf(const std::string& path, int seconds) {
@@ -105,4 +128,72 @@ TEST(virtstatTest, ACallThatHangsCostsItsTimeoutAndTheNextOneWorks) {
     EXPECT_EQ(1007, sizeOf(tree.path("m/7"), 60));
     EXPECT_EQ(1U, threadsAfterFallTo(1)) << "the one that waits for the next call";
     EXPECT_EQ(descriptors, openDescriptors());
+}
+
+TEST(virtstatTest, ACallForWhichMemoryIsShortLeavesItsPlaceToOthers) {
+    const auto call = [](long pause, long after) {
+        int error = 0;
+        const auto work = std::make_shared<Pause>(pause);
+        const FailingNew shortage(FailingNew::OWN, after);
+        try {
+            static_cast<void>(guardedCall(work, std::chrono::milliseconds(2), error));
+        } catch (const std::bad_alloc&) {
+            error = ENOMEM;
+        }
+        return FailingNew::hasFailed() ? ENOMEM : error;
+    };
+    EXPECT_EQ(0, call(0, 1000)) << "which makes the lock";
+    // More often than there are places. Where sixteen threads hang, other rules hold.
+    for (const int hanging : {0, 16}) {
+        for (int i = 0; i < hanging; ++i)
+            EXPECT_EQ(ESTALE, call(500, 1000));
+        for (const long pause : {0, 4}) {
+            int after = 0;
+            for (int error = ENOMEM; error == ENOMEM; ++after) {
+                for (int i = 0; i < 17; ++i)
+                    error = call(pause, after);
+            }
+            EXPECT_LT(1, after);
+        }
+    }
+    EXPECT_EQ(1U, threadsAfterFallTo(1));
+    EXPECT_EQ(0, call(0, 1000));
+}
+
+TEST(virtstatTest, AThreadIsGivenUpOnlyInTheStepThatTookTooLong) {
+    class Steps : public GuardedWork {
+    public:
+        int run(StatContext& context) override {
+            for (int step = 1; step <= 2; ++step) {
+                while (mayDo < step)
+                    psThreadDelay(1);
+                static_cast<void>(context.publish(0, [&] { done = step; }));
+            }
+            return 0;
+        }
+        [[nodiscard]] const char* name() const override { return "steps"; }
+        void await(int step) {
+            mayDo = step;
+            while (done < step)
+                psThreadDelay(1);
+        }
+
+    private:
+        std::atomic<int> mayDo{0};
+        std::atomic<int> done{0};
+    };
+    const std::size_t threads = psThreadCount();
+    const auto steps = std::make_shared<Steps>();
+    const StatContext::Share context = StatContext::create();
+    context->setWork(steps);
+    StatContext::Step seen = context->step();
+    const std::chrono::minutes limit(1);
+    ASSERT_EQ(0, tryOnTap(context->requestWrite(), SENDING, limit));
+    steps->await(1);
+    EXPECT_FALSE(context->abandonIn(seen)) << "the first step returned, and the second began";
+    steps->await(2);
+    ASSERT_EQ(0, tryOnTap(context->replyRead(), RECEIVING, limit));
+    EXPECT_FALSE(context->abandonIn(seen)) << "all is done";
+    EXPECT_TRUE(context->abandonIn(seen));
+    EXPECT_EQ(threads, threadsAfterFallTo(threads));
 }
