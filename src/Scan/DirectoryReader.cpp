@@ -69,6 +69,7 @@ bool DirectoryReader::next(std::int16_t fsType) {
         logFailure(*failure);
     }
     if (!found) {
+        scanner->resumeContaining();
         handle.reset();
         return false;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <sys/resource.h>
 
 #include "Common/GenericException.h"
 #include "Common/LogManager.h"
@@ -20,8 +21,19 @@ namespace {
 constexpr std::int32_t kSurvived = 4;
 constexpr std::int32_t kFatal = 8;
 constexpr std::int32_t kNoReader = -1;
-constexpr std::int64_t kReportEvery = 100000;   // entries
+constexpr std::int64_t kReportEvery = 100000;  // entries
+constexpr rlim_t kReserved = 16;               // descriptors left to logs, look-ups and helpers
 constexpr std::uint32_t kNoSecurityData = 436;  // number of a failure of other platforms
+
+/// The number from which on a descriptor of a walk is one too many: the lowest free number is
+/// always taken, so hardly more than kReserved are free then.
+int firstReservedDescriptor() {
+    struct rlimit limit {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return INT_MAX;
+    const rlim_t usable = limit.rlim_cur - std::min(kReserved, limit.rlim_cur / 2);
+    return static_cast<int>(std::min<rlim_t>(usable, INT_MAX));
+}
 
 std::string withSlash(const std::string& text) {
     return text.ends_with('/') ? text : text + "/";
@@ -61,6 +73,7 @@ std::int32_t Scanner::scan() {
     const std::int32_t opened = openRoot();
     if (opened != 0)
         return opened;
+    firstReserved = firstReservedDescriptor();
 
     filesystem->fsScanTime = currentMilliseconds();
     scanTime = static_cast<std::int32_t>(filesystem->fsScanTime / 1000);
@@ -299,6 +312,28 @@ void Scanner::noteLoss() {
 
 DirectoryStream* Scanner::containingStream() const {
     return arrayReader[static_cast<std::size_t>(level - 1)]->getHandle();
+}
+
+bool Scanner::suspendHighest() {
+    TraceScope scope("Scanner::suspendHighest");
+    if (suspendedLevels >= level - 1)
+        return false;
+    DirectoryStream* const highest =
+        arrayReader[static_cast<std::size_t>(suspendedLevels)]->getHandle();
+    if (!highest || !highest->suspend())
+        return false;
+    ++suspendedLevels;
+    return true;
+}
+
+void Scanner::resumeContaining() {
+    TraceScope scope("Scanner::resumeContaining");
+    if (level == 0 || suspendedLevels < level)
+        return;
+    const DirectoryStream* const current =
+        arrayReader[static_cast<std::size_t>(level)]->getHandle();
+    containingStream()->resume(*current, localPathOf(path));
+    suspendedLevels = level - 1;
 }
 
 void Scanner::ScannerFinishOffNextEntry(const char* name) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -94,6 +95,17 @@ public:
     /// The open directory that holds the current one.
     [[nodiscard]] DirectoryStream* containingStream() const;
 
+    /// Descriptors from this number on are to be left to others.
+    [[nodiscard]] int getFirstReserved() const { return firstReserved; }
+
+    /// Has the highest directory of the walk that is open, but not the containing one, give up
+    /// its descriptor; false if there is none that can.
+    [[nodiscard]] bool suspendHighest();
+
+    /// Opens the directory above the current one again if it has given its descriptor up.
+    /// Before the current one is closed.
+    void resumeContaining();
+
     /// Where the walk takes place, from the moment when its root has attributes.
     [[nodiscard]] const WalkPlace& getPlace() const { return rootPlace; }
 
@@ -148,7 +160,9 @@ private:
     std::int32_t scanTime = 0;
     std::vector<std::unique_ptr<DirectoryReader>> arrayReader;  // one per level
     std::unique_ptr<FileAttributes> currentFile;
-    std::int32_t level = 0;                            // of the active reader; -1 ends the walk
+    std::int32_t level = 0;            // of the active reader; -1 ends the walk
+    std::int32_t suspendedLevels = 0;  // from the root on, without a descriptor
+    int firstReserved = INT_MAX;
     const std::vector<const SelectNode*> selectNodes;  // parallel to actions, not owned
     std::vector<std::uint32_t> selected;               // indices of actions, ascending
     Filesystem* filesystem;                            // not owned

@@ -20,6 +20,7 @@
 ///     DirectoryReader, DirectoryReaderUnix  one directory: next entry, attributes, filters
 ///     DirectoryStream       the open directory: the only place that asks the system
 ///       DirectStream        by plain calls
+///       NamePosition        where its names go on when its descriptor was given up meanwhile
 ///       GuardedStream, GuardedDirectory  with a time-out for each call
 ///       SharedGuardedStream, GuardedNames, GuardedAttributes  the same for several threads
 ///       ReadAhead, AheadStream, AheadDirectory  read ahead on helper threads

@@ -50,15 +50,10 @@ int DirectStream::next(const char*& name) {
     TraceScope scope("DirectStream::next");
     name = nullptr;
     if (position == filled) {
-        if (!buffer)
-            buffer.reset(new Buffer);
-        const ssize_t bytes = getdents64(fd.get(), buffer->records.data(), kBufferSize);
-        const int error = errno;
-        position = 0;
-        filled = bytes > 0 ? static_cast<std::size_t>(bytes) : 0;
-        if (filled == 0) {
+        const int rc = fill();
+        if (rc != 0 || position == filled) {
             buffer.reset();
-            return bytes < 0 ? error : 0;
+            return rc;
         }
     }
     const auto* const record = reinterpret_cast<const dirent64*>(&buffer->records[position]);
@@ -88,6 +83,79 @@ int DirectStream::open(const char* name, const WalkPlace& place,
         return ESTALE;
     child.reset(new DirectStream(std::move(directory)));
     return 0;
+}
+
+/// Reads further names into the buffer; none at the end.
+int DirectStream::fill() {
+    if (failure != 0)
+        return failure;
+    if (!buffer)
+        buffer.reset(new Buffer);
+    position = filled = 0;
+    if (suspended) {
+        const int rc = goBack();
+        if (rc != 0 || position < filled)
+            return rc;
+    }
+    const ssize_t bytes = getdents64(fd.get(), buffer->records.data(), kBufferSize);
+    if (bytes < 0)
+        return errno;
+    position = 0;
+    filled = static_cast<std::size_t>(bytes);
+    return 0;
+}
+
+/// Goes to where the names ended before the directory was suspended.
+int DirectStream::goBack() {
+    TraceScope scope("DirectStream::goBack");
+    const std::unique_ptr<Suspended> was = std::move(suspended);
+    char* const records = buffer->records.data();
+    return findPosition(
+        was->end, records, [this](off_t offset) { return lseek(fd.get(), offset, SEEK_SET); },
+        [this, records] { return getdents64(fd.get(), records, kBufferSize); }, position,
+        filled);
+}
+
+bool DirectStream::suspend() {
+    TraceScope scope("DirectStream::suspend");
+    EntryStat self;
+    if (failure != 0 || readAttributes(fd.get(), "", self) != 0)
+        return false;
+    // A position that was not gone to yet is still the one to go to.
+    if (!suspended) {
+        suspended = std::make_unique<Suspended>();
+        if (buffer)
+            suspended->end = NamePosition::behind(buffer->records.data(), filled);
+    }
+    suspended->identity = self.identity;
+    fd.reset();
+    return true;
+}
+
+void DirectStream::resume(const DirectoryStream& child, const std::string& path) {
+    TraceScope scope("DirectStream::resume");
+    int rc = child.descriptor() >= 0 ? reopen(child.descriptor(), "..") : ENOENT;
+    if (rc != 0)
+        rc = reopen(AT_FDCWD, path.c_str());
+    if (rc == 0)
+        return;
+    failure = rc;
+    position = filled = 0;
+}
+
+/// Opens what must be the same directory: 0 or an errno value.
+int DirectStream::reopen(int parent, const char* path) {
+    TraceScope scope("DirectStream::reopen");
+    UniqueFd directory;
+    EntryStat found;
+    int rc = openDirectory(parent, path, 0, directory);
+    if (rc == 0)
+        rc = readAttributes(directory.get(), "", found);
+    if (rc == 0 && !found.identity.sameAs(suspended->identity))
+        rc = ESTALE;
+    if (rc == 0)
+        fd = std::move(directory);
+    return rc;
 }
 
 bool DirectStream::deviceTells() {

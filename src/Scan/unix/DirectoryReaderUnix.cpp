@@ -1,6 +1,7 @@
 #include "Scan/unix/DirectoryReaderUnix.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <sys/resource.h>
@@ -24,6 +25,12 @@ namespace {
 constexpr std::size_t kOpenLength = 4098;  // characters of a path that is opened
 constexpr std::size_t kStatLength = 4096;  // bytes for a path whose attributes are read
 
+/// True for what is lacking on this side: an entry that is lost by it is not the fault of its
+/// file system.
+bool isWant(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM;
+}
+
 /// Helpers that can make guarded calls beside the scan thread.
 unsigned mostGuardedHelpers() {
     constexpr rlim_t perCall = 16;  // descriptors: four of pipes, the others of directories
@@ -31,6 +38,13 @@ unsigned mostGuardedHelpers() {
     const rlim_t descriptors = getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_max : 0;
     const rlim_t calls = std::clamp<rlim_t>(descriptors / perCall, 1, kMostGuardedCalls);
     return static_cast<unsigned>(calls) - 1;
+}
+
+/// True if every level of a walk can keep a directory open, beside those opened ahead.
+bool hasManyDescriptors() {
+    constexpr rlim_t least = 2 * WalkBounds::kMaxComponents + 112;
+    struct rlimit limit {};
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_max >= least;
 }
 
 }  // namespace
@@ -69,7 +83,8 @@ int DirectoryReaderUnix::openRoot(const std::string& path,
     TraceScope scope("DirectoryReaderUnix::openRoot");
     const std::chrono::seconds limit(scanner->getNfsTimeout());
     const bool guarded = limit.count() > 0;
-    if (scanner->getReadAhead() <= 0)
+    // Directories that are shared with helpers keep their descriptors.
+    if (scanner->getReadAhead() <= 0 || !hasManyDescriptors())
         return guarded ? GuardedStream::openRoot(path, limit, stream)
                        : DirectStream::openRoot(path, stream);
     auto helpers = static_cast<unsigned>(scanner->getReadAhead());
@@ -79,6 +94,20 @@ int DirectoryReaderUnix::openRoot(const std::string& path,
                            : DirectStream::openRoot(path, stream);
     if (rc == 0)
         stream = ReadAhead::over(std::move(stream), helpers, scanner->getBounds());
+    return rc;
+}
+
+/// Opens a directory in the one that holds it. Where descriptors are short, directories
+/// further up give theirs up: those are needed last.
+int DirectoryReaderUnix::openChild(const char* name,
+                                   std::unique_ptr<DirectoryStream>& stream) const {
+    TraceScope scope("DirectoryReaderUnix::openChild");
+    DirectoryStream* const containing = scanner->containingStream();
+    int rc = containing->open(name, scanner->getPlace(), stream);
+    while (rc == EMFILE && scanner->suspendHighest())
+        rc = containing->open(name, scanner->getPlace(), stream);
+    if (stream && stream->descriptor() >= scanner->getFirstReserved())
+        static_cast<void>(scanner->suspendHighest());
     return rc;
 }
 
@@ -98,9 +127,11 @@ std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& pa
         rc = openRoot(scanner->localPathOf(path), stream);
     } else {
         const char* const name = path.c_str() + path.rfind('/') + 1;
-        rc = scanner->containingStream()->open(name, scanner->getPlace(), stream);
+        rc = openChild(name, stream);
     }
     if (rc != 0) {
+        if (isWant(rc))
+            scanner->noteLoss();
         trTrace(naMin, ">> opendir() failed on %s \n", path.c_str());
         trTrace(naMin, "%s\n", errnoText(rc).c_str());
         logMsg(message::STA0121E, {path});

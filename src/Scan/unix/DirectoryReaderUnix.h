@@ -19,6 +19,8 @@ public:
 private:
     [[nodiscard]] int openRoot(const std::string& path,
                                std::unique_ptr<DirectoryStream>& stream) const;
+    [[nodiscard]] int openChild(const char* name,
+                                std::unique_ptr<DirectoryStream>& stream) const;
 
     /// Takes the last component off the scanner's path; the root is not left.
     void endOfDirectory();

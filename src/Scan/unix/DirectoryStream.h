@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <span>
+#include <string>
 
 #include "Scan/unix/EntryStat.h"
 
@@ -46,6 +47,17 @@ public:
     /// like; ESTALE if it is not on the file system of the walk.
     [[nodiscard]] virtual int open(const char* name, const WalkPlace& place,
                                    std::unique_ptr<DirectoryStream>& child) = 0;
+
+    /// Gives the descriptor up until resume(), so that deeper directories can have it; false if
+    /// that cannot be. Until then nothing but resume() is called.
+    [[nodiscard]] virtual bool suspend() { return false; }
+
+    /// Opens a suspended directory again, as the parent of `child`, which was opened in it, or
+    /// else by its path. If it is not found again, next() fails.
+    virtual void resume(const DirectoryStream& /*child*/, const std::string& /*path*/) {}
+
+    /// The number of the descriptor; -1 if there is none, or none that can be given up.
+    [[nodiscard]] virtual int descriptor() const { return -1; }
 
     /// False where the device number of a file says nothing about the file system it is
     /// on, so that only mounts tell (overlay file systems). Asked of a walk's root.

@@ -8,9 +8,9 @@ struct EntryIdentity {
     std::uint64_t inode = 0;
     std::uint64_t mountId = 0;  // 0 where the kernel does not tell
 
-    /// The same object, reached through the same or another mount.
-    [[nodiscard]] bool sameObject(const EntryIdentity& other) const {
-        return device == other.device && inode == other.inode;
+    /// The same object, reached through the same mount.
+    [[nodiscard]] bool sameAs(const EntryIdentity& other) const {
+        return device == other.device && inode == other.inode && mountId == other.mountId;
     }
 };
 

@@ -31,15 +31,34 @@ void GuardedDirectory::startBatch() {
     GuardedNames::startBatch();
 }
 
+void GuardedDirectory::copyEntries(const GuardedDirectory& other) {
+    TraceScope scope("GuardedDirectory::copyEntries");
+    count = other.count;
+    std::copy_n(other.entries.begin(), count, entries.begin());
+    for (std::size_t i = 0; i < count; ++i)
+        entries[i].name = &buffer[0] + (other.entries[i].name - &other.buffer[0]);
+}
+
+std::shared_ptr<GuardedDirectory> GuardedDirectory::reopened(SharedFd child,
+                                                             const std::string& path) const {
+    TraceScope scope("GuardedDirectory::reopened");
+    auto again = std::make_shared<GuardedDirectory>(std::move(child), path, walkPlace);
+    again->resumeFrom(*this);
+    again->copyEntries(*this);
+    return again;
+}
+
+void GuardedDirectory::giveUp(int error) {
+    TraceScope scope("GuardedDirectory::giveUp");
+    endNames(error);
+    count = position = filled = 0;
+}
+
 std::shared_ptr<GuardedDirectory> GuardedDirectory::restAfter(int error) const {
     TraceScope scope("GuardedDirectory::restAfter");
     auto rest = std::make_shared<GuardedDirectory>(parent, directoryName, walkPlace);
     rest->continueFrom(*this);
-    rest->count = count;
-    std::copy_n(entries.begin(), count, rest->entries.begin());
-    for (std::size_t i = 0; i < count; ++i)
-        rest->entries[i].name = &rest->buffer[0] + (entries[i].name - &buffer[0]);
-
+    rest->copyEntries(*this);
     std::size_t length = 0;
     if (const char* const failed = rest->nextName(length)) {
         rest->entries[rest->count] = {failed, error, {}};

@@ -39,11 +39,21 @@ public:
     /// Forgets the entries of the batch, to make room for the next.
     void startBatch();
 
+    /// A suspended directory again, to be opened as `path` in `child`; without a child by its
+    /// path alone.
+    [[nodiscard]] std::shared_ptr<GuardedDirectory> reopened(SharedFd child,
+                                                             const std::string& path) const;
+
+    /// What is left of a suspended directory that was not found again.
+    void giveUp(int error);
+
     /// What is left to do after a call that failed with `error`: all that is known, with the
     /// step that failed marked as done.
     [[nodiscard]] std::shared_ptr<GuardedDirectory> restAfter(int error) const;
 
 private:
+    void copyEntries(const GuardedDirectory& other);
+
     static constexpr std::size_t kBatch = 256;  // entries; more do not save time any more
 
     [[nodiscard]] bool readEntry(StatContext& context);  // as the steps of the names

@@ -58,12 +58,35 @@ void GuardedNames::continueFrom(const GuardedNames& failed) {
     fd = failed.fd;
     opened = failed.opened;
     tells = failed.tells;
+    mustBe = failed.mustBe;
+    resumeAt = failed.resumeAt;
+    isFound = failed.isFound;
     atEnd = failed.atEnd;
     namesError = failed.namesError;
     self = failed.self;
     position = failed.position;
     filled = failed.filled;
     std::copy_n(failed.buffer.begin(), filled, buffer.begin());
+}
+
+bool GuardedNames::suspend() {
+    TraceScope scope("GuardedNames::suspend");
+    if (atEnd && namesError != 0)
+        return false;
+    // A position that was not gone to yet is still the one to go to.
+    if (isFound)
+        resumeAt = NamePosition::behind(&buffer[0], filled);
+    isFound = false;
+    mustBe = self.identity;
+    fd = std::make_shared<UniqueFd>();
+    return true;
+}
+
+void GuardedNames::resumeFrom(const GuardedNames& suspended) {
+    TraceScope scope("GuardedNames::resumeFrom");
+    continueFrom(suspended);
+    fd = std::make_shared<UniqueFd>();
+    opened = false;
 }
 
 void GuardedNames::endNames(int error) {
@@ -113,10 +136,11 @@ bool GuardedNames::open(StatContext& context) {
 bool GuardedNames::identify(StatContext& context) {
     EntryStat found;
     int error = readStatus(fd->get(), "", status, found);
-    if (error == 0 && parent && !walkPlace.holds(found.identity, true))
-        error = ESTALE;
+    if (error == 0)
+        error = judge(found);
+    const bool isRoot = !parent && mustBe.inode == 0;
     bool onOverlay = false;
-    if (!parent && context.publish(monotonicNanoseconds(), [] {}))
+    if (isRoot && context.publish(monotonicNanoseconds(), [] {}))
         onOverlay =
             StatContext::cancellable(SYS_fstatfs, fd->get(), argument(&space), 0, 0, 0) == 0 &&
             space.f_type == OVERLAYFS_SUPER_MAGIC;
@@ -124,11 +148,46 @@ bool GuardedNames::identify(StatContext& context) {
         openError = error;
         opened = error == 0;
         self = found;
-        tells = !onOverlay;
+        tells = tells && !onOverlay;
+    });
+}
+
+/// ESTALE if what was opened is not what was to be opened.
+int GuardedNames::judge(const EntryStat& found) const {
+    if (mustBe.inode != 0)
+        return found.identity.sameAs(mustBe) ? 0 : ESTALE;
+    return !parent || walkPlace.holds(found.identity, true) ? 0 : ESTALE;
+}
+
+/// Goes to where the names ended before the directory was suspended.
+bool GuardedNames::findNames(StatContext& context) {
+    std::size_t begin = 0;
+    std::size_t bytes = 0;
+    bool wanted = true;
+    const auto seek = [this](std::int64_t offset) {
+        return StatContext::cancellable(SYS_lseek, fd->get(), offset, SEEK_SET, 0, 0);
+    };
+    const auto read = [&]() -> long {
+        wanted = context.publish(monotonicNanoseconds(), [] {});
+        if (!wanted)
+            return 0;
+        return StatContext::cancellable(SYS_getdents64, fd->get(),
+                                        argument(&buffer[0] + filled),
+                                        static_cast<long>(buffer.size() - filled), 0, 0);
+    };
+    const int error = findPosition(resumeAt, &buffer[0] + filled, seek, read, begin, bytes);
+    return wanted && context.publish(monotonicNanoseconds(), [&] {
+        isFound = true;
+        namesError = error;
+        atEnd = error != 0;
+        position = filled + begin;
+        filled += bytes;
     });
 }
 
 bool GuardedNames::readNames(StatContext& context) {
+    if (!isFound)
+        return findNames(context);
     const long bytes =
         StatContext::cancellable(SYS_getdents64, fd->get(), argument(&buffer[0] + filled),
                                  static_cast<long>(buffer.size() - filled), 0, 0);

@@ -9,6 +9,7 @@
 #include <sys/vfs.h>
 
 #include "Scan/unix/EntryStat.h"
+#include "Scan/unix/NamePosition.h"
 #include "Scan/unix/guardedSteps.h"
 #include "common/unx/StatContext.h"
 #include "common/unx/UniqueFd.h"
@@ -62,6 +63,13 @@ public:
     /// Makes room for the next names, if all were taken.
     void startBatch();
 
+    /// Gives up the descriptor until reopened(), of which the object needs to know nothing but
+    /// this; no child may be opened meanwhile. False if the directory cannot go on later.
+    [[nodiscard]] bool suspend();
+
+    /// The parent's descriptor is not needed any more.
+    void forgetParent() { parent.reset(); }
+
     /// What is left to do after a call that failed with `error`: the names that are known, and
     /// no others.
     [[nodiscard]] std::shared_ptr<GuardedNames> restAfter(int error) const;
@@ -72,6 +80,10 @@ protected:
 
     /// Takes over all that is known after a call that failed.
     void continueFrom(const GuardedNames& failed);
+
+    /// Takes over all that is known of a suspended directory, which is opened by this object
+    /// and must be the same.
+    void resumeFrom(const GuardedNames& suspended);
 
     /// No further names are read, for that failed.
     void endNames(int error);
@@ -85,10 +97,13 @@ protected:
     /// The name at the position, with the length of its record; null if none is known.
     [[nodiscard]] const char* nextName(std::size_t& length) const;
 
-    const SharedFd parent;  // null for a root
+    SharedFd parent;  // null for a root
     const std::string directoryName;
     const WalkPlace walkPlace;
     std::shared_ptr<UniqueFd> fd;  // shared with the directories that are opened in it
+    EntryIdentity mustBe;          // what a suspended directory is found again by; else empty
+    NamePosition resumeAt;         // its last name, until further names are read
+    bool isFound = true;           // it was gone to
 
     // Changed by StatContext::publish() alone while a call runs.
     bool opened = false;
@@ -108,6 +123,8 @@ protected:
 private:
     [[nodiscard]] bool open(StatContext& context);
     [[nodiscard]] bool identify(StatContext& context);
+    [[nodiscard]] int judge(const EntryStat& found) const;
+    [[nodiscard]] bool findNames(StatContext& context);
 };
 
 /// Lets the helper thread work on a directory: 0 or an errno value. If that fails, what goes on

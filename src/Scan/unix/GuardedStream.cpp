@@ -23,9 +23,37 @@ int GuardedStream::openGuarded(std::shared_ptr<GuardedDirectory> directory,
                                std::unique_ptr<DirectoryStream>& stream) {
     TraceScope scope("GuardedStream::openGuarded");
     const int rc = openInTime(directory, limit);
+    if (rc != 0)
+        return rc;
+    directory->forgetParent();
+    stream.reset(new GuardedStream(std::move(directory), limit));
+    return 0;
+}
+
+void GuardedStream::resume(const DirectoryStream& child, const std::string& path) {
+    TraceScope scope("GuardedStream::resume");
+    const auto* const below = dynamic_cast<const GuardedStream*>(&child);
+    int rc = ENOENT;
+    if (below && below->descriptor() >= 0)
+        rc = reopen(below->directory->descriptor(), "..");
+    if (rc != 0)
+        rc = reopen(nullptr, path);
     if (rc == 0)
-        stream.reset(new GuardedStream(std::move(directory), limit));
-    return rc;
+        return;
+    directory->giveUp(rc);
+    taken = 0;
+}
+
+/// Opens what must be the same directory: 0 or an errno value.
+int GuardedStream::reopen(GuardedNames::SharedFd child, const std::string& path) {
+    TraceScope scope("GuardedStream::reopen");
+    std::shared_ptr<GuardedDirectory> again = directory->reopened(std::move(child), path);
+    const int rc = openInTime(again, limit);
+    if (rc != 0)
+        return rc;
+    again->forgetParent();
+    directory = std::move(again);
+    return 0;
 }
 
 int GuardedStream::next(const char*& name) {

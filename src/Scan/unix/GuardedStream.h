@@ -26,6 +26,9 @@ public:
     [[nodiscard]] int attributes(const char* name, EntryStat& result) override;
     [[nodiscard]] int open(const char* name, const WalkPlace& place,
                            std::unique_ptr<DirectoryStream>& child) override;
+    [[nodiscard]] bool suspend() override { return directory->suspend(); }
+    void resume(const DirectoryStream& child, const std::string& path) override;
+    [[nodiscard]] int descriptor() const override { return directory->descriptor()->get(); }
     [[nodiscard]] bool deviceTells() override { return directory->deviceTells(); }
 
 private:
@@ -36,6 +39,8 @@ private:
     [[nodiscard]] static int openGuarded(std::shared_ptr<GuardedDirectory> directory,
                                          std::chrono::nanoseconds limit,
                                          std::unique_ptr<DirectoryStream>& stream);
+
+    [[nodiscard]] int reopen(GuardedNames::SharedFd child, const std::string& path);
 
     std::shared_ptr<GuardedDirectory> directory;  // shared with a helper thread that hangs
     const std::chrono::nanoseconds limit;

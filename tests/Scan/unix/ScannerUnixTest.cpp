@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -160,6 +161,57 @@ TEST_P(ScannerUnixTest, DirectoriesBelowTheDeepestLevelAreShownButNotEntered) {
     EXPECT_EQ(0, walk());
     EXPECT_EQ(1, logged("STA0001E.* " + deepest + "\n"));
     EXPECT_EQ(200U + 2U, action.seen.size());  // those down to it, and what it holds
+}
+
+TEST_P(ScannerUnixTest, FewDescriptorsAreEnoughForAnyDepth) {
+    SKIP_UNLESS_ROOT_CAN_MOUNT();
+    const TestMount fast = TestMount::tmpfs(tree.root());
+    constexpr int levels = 120;
+    const int siblings = 9;  // on both sides of the way down, whatever the order
+    std::string deepest;
+    for (int level = 0; level < levels; ++level, deepest += "d5/") {
+        for (int i = 0; i < siblings; ++i)
+            tree.mkdirp(deepest + "d" + std::to_string(i));
+    }
+    for (int i = 0; i < 3000; ++i)  // more names than are read at once, before and behind "d5"
+        tree.touch("file-with-a-rather-long-name-" + std::to_string(i));
+    EXPECT_EQ(0, walk());
+    const std::string story = std::exchange(action.story, "");
+
+    struct rlimit before {};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+    const struct rlimit few = {64, before.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &few));
+    EXPECT_EQ(0, walk());
+    EXPECT_TRUE(story == action.story) << "all entries, in their order";
+    EXPECT_EQ(0, logged("STA"));
+
+    // Directories move while the walk is far below them.
+    const auto move = [this](const char* from, const char* to) {
+        std::filesystem::rename(tree.path(from), tree.path(to));
+    };
+    struct {
+        std::function<void()> change;
+        long lost;  // directories
+    } const kCases[] = {
+        {[&] { move("d5", "a"); },                             0}, // found as the parent
+        {[&] { move("a/d5/d5/d5", "d1/d5"); },                 0}, // found by its path
+        {[&] { move("d1/d5", "a/d5/d5/d5"), move("a", "b"); }, 0},
+        {[&] { move("b/d5/d5/d5", "d1/d5"), move("b", "c"); }, 3},
+    };
+    for (const auto& [change, lost] : kCases) {
+        const long earlier = logged("STA0121E");
+        bool isDone = false;
+        action.onAct = [&, &apply = change](const std::string& path) {
+            if (!isDone && path.size() > 3 * 100) {
+                isDone = true;
+                apply();
+            }
+        };
+        EXPECT_EQ(lost > 0 ? 4 : 0, walk());
+        EXPECT_EQ(earlier + lost, logged("STA0121E"));
+    }
+    EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
 }
 
 TEST_P(ScannerUnixTest, EntriesWithTooLongAPathAreSkipped) {
