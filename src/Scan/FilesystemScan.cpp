@@ -120,7 +120,7 @@ std::int32_t FilesystemScan::doScan(AgentScan* request, std::int32_t timeout) {
 
     // 9. Shared by all walks.
     uberTable = std::make_unique<UberTable>();
-    userTable = std::make_unique<UnixUserTable>(*uberTable);
+    userTable = std::make_unique<UnixUserTable>(*uberTable, nfsTimeout);
     factory = std::make_unique<DirectoryReaderFactory>();
 
     // 10. The walks.
@@ -414,7 +414,8 @@ void FilesystemScan::walkFilesystem(FSRef* fsRef) {
                                                  fsRef->mountPath, nfsTimeout);
     scanner->setFileTypeMap(&fileTypeMap);
     scanner->setReadAhead(readAhead);
-    const std::int32_t walkCode = scanner->scan();
+    const std::int32_t scanCode = scanner->scan();
+    const std::int32_t walkCode = std::max(scanCode, reportLookUps(*filesystem));
     const bool fsGood = walkCode <= kSkipped;
     runningCode = std::max(runningCode, std::min(walkCode, kSkipped));
     completeSummary(*fsRef);
@@ -428,6 +429,17 @@ void FilesystemScan::walkFilesystem(FSRef* fsRef) {
         if (goodFilesystems != 0)
             --goodFilesystems;
     }
+}
+
+/// The code of a walk with all owners and groups, or without the names of some.
+std::int32_t FilesystemScan::reportLookUps(const Filesystem& filesystem) {
+    TraceScope scope("FilesystemScan::reportLookUps");
+    const auto [owners, groups] = userTable->takeFailures();
+    if (owners + groups == 0)
+        return 0;
+    logMsg(message::STA9001W,
+           {qualifiedFSName(filesystem), std::to_string(owners), std::to_string(groups)});
+    return kSkipped;
 }
 
 /// The actions of a walk, in the order of the calls: the directory statistics of each

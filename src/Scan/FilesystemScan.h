@@ -184,6 +184,7 @@ private:
     [[nodiscard]] std::unique_ptr<MonDirSelection> makeDirSel(MonDirSpec* dirSpec,
                                                               std::int32_t depth);
     void walkFilesystem(FSRef* fsRef);
+    [[nodiscard]] std::int32_t reportLookUps(const Filesystem& filesystem);
     [[nodiscard]] std::unique_ptr<Actions> makeActions(const FSRef& fsRef) const;
     [[nodiscard]] static ListElement* addDirectoryActions(const FSRef& fsRef, Actions& actions);
     [[nodiscard]] static MonDirAccum* addChain(const MonDirSelection& representative,

@@ -14,3 +14,8 @@ UserOrGroup* UberTable::stashOnUnix(std::unique_ptr<UserOrGroup> pUG, bool isGro
     const std::string name = pUG->ugName;
     return entries.try_emplace(name, std::move(pUG)).first->second.get();
 }
+
+UserOrGroup* UberTable::keepUnnamed(std::unique_ptr<UserOrGroup> entry) {
+    TraceScope scope("UberTable::keepUnnamed");
+    return unnamed.emplace_back(std::move(entry)).get();
+}

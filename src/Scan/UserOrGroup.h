@@ -27,7 +27,7 @@ public:
 
     std::int32_t ugID = 0;       // user number; 0 in a group
     std::int32_t ugGroupID = 0;  // group number; 0 in a user
-    std::string ugName;          // the number as text for an orphan
+    std::string ugName;          // the number as text where there is none
     std::string ugDescription;
     const Domain* domain = nullptr;  // not owned; null on this platform
     std::int32_t ugDomainID = -1;

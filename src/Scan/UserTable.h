@@ -18,8 +18,8 @@ private:
     std::int32_t value;
 };
 
-/// Owners and groups by number. Asks the host once for each number of a scan; after that
-/// an entry costs at most one search in a map. Scan thread only.
+/// Owners and groups by number. Asks the host once for each number of a scan that it answers;
+/// after that an entry costs at most one search in a map. Scan thread only.
 class UserTable : public Object {
 public:
     /// `table` owns the objects and must outlive this one.

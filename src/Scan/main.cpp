@@ -28,6 +28,7 @@
 ///     FileAttributes        the entry at hand, as statistics see it; FileInfo as filters do
 ///     PlexSnapshot          the directory of snapshots that a walk leaves out
 ///     UnixUserTable, UberTable  owners and groups (UserOrGroup) by number and by name
+///     UserDatabase          the host's answers about them, and its failures
 ///
 ///   Statistics and results, Scan/
 ///     FileAction            what the walk calls

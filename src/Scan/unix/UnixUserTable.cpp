@@ -1,17 +1,37 @@
 #include "Scan/unix/UnixUserTable.h"
 
-#include <grp.h>
-#include <pwd.h>
 #include <string>
+#include <utility>
 
 #include "Scan/UberTable.h"
 #include "Scan/UserOrGroup.h"
 #include "common/ut/TraceScope.h"
 
+namespace {
+
+/// An entry that goes by its number.
+std::unique_ptr<UserOrGroup> newEntry(std::int32_t number, bool isGroup) {
+    auto entry = std::make_unique<UserOrGroup>();
+    if (isGroup) {
+        entry->ugType = entry->ugUserOrGroupType = UG_GROUP;
+        entry->ugGroupID = number;
+    } else {
+        entry->ugID = number;
+    }
+    entry->ugName = std::to_string(static_cast<std::uint32_t>(number));
+    return entry;
+}
+
+}  // namespace
+
+UnixUserTable::UnixUserTable(UberTable& table, std::int32_t timeout,
+                             const UserDatabase::Calls& calls)
+    : UserTable(table), database(timeout, calls) {}
+
 const UserOrGroup* UnixUserTable::lookup(const Sid& pSid, bool isGroup) {
     TraceScope scope("UnixUserTable::lookup");
     currentKey = pSid.get();
-    Recents& recents = isGroup ? recentGroups : recentUsers;
+    Recents& recents = (isGroup ? groupSide : ownerSide).recents;
     Recent& recent = recents[static_cast<std::uint32_t>(currentKey) % recents.size()];
     if (!recent.entry || recent.number != currentKey)
         recent = {currentKey, search(isGroup)};
@@ -25,37 +45,50 @@ const UserOrGroup* UnixUserTable::search(bool isGroup) {
     if (found != known.end())
         return found->second;
 
-    // Two numbers of one name share the object of the first.
-    const UserOrGroup* const entry =
-        uberTable->stashOnUnix(askSystem(currentKey, isGroup), isGroup);
+    const UserOrGroup* const entry = askSystem(isGroup);
     known[currentKey] = entry;
     return entry;
 }
 
-std::unique_ptr<UserOrGroup> UnixUserTable::askSystem(std::int32_t number, bool isGroup) {
+const UserOrGroup* UnixUserTable::askSystem(bool isGroup) {
     TraceScope scope("UnixUserTable::askSystem");
-    auto entry = std::make_unique<UserOrGroup>();
-    if (isGroup) {
-        entry->ugType = entry->ugUserOrGroupType = UG_GROUP;
-        entry->ugGroupID = number;
-        const struct group* const group = getgrgid(static_cast<gid_t>(number));
-        if (group) {
-            entry->ugName = group->gr_name;
-            trTrace(naMin, " group name : %s\n", entry->ugName.c_str());
-        }
-        entry->ugRemoved = group ? 0 : 1;
-    } else {
-        entry->ugID = number;
-        const struct passwd* const user = getpwuid(static_cast<uid_t>(number));
-        if (user) {
-            entry->ugName = user->pw_name;
-            entry->ugDescription = user->pw_gecos ? user->pw_gecos : "";
-            trTrace(naMin, "user name: %s; description: %s\n", entry->ugName.c_str(),
-                    entry->ugDescription.c_str());
-        }
-        entry->ugRemoved = user ? 0 : 1;
+    UserDatabase::Answer answer = database.ask(static_cast<std::uint32_t>(currentKey), isGroup);
+    if (answer.error != 0) {
+        Side& side = isGroup ? groupSide : ownerSide;
+        side.failed.push_back(currentKey);
+        const UserOrGroup*& entry = side.unnamed[currentKey];
+        if (!entry)
+            entry = uberTable->keepUnnamed(newEntry(currentKey, isGroup));
+        return entry;
     }
-    if (entry->ugRemoved != 0)
-        entry->ugName = std::to_string(static_cast<std::uint32_t>(number));
-    return entry;
+    std::unique_ptr<UserOrGroup> entry = newEntry(currentKey, isGroup);
+    if (!answer.known) {
+        entry->ugRemoved = 1;
+        return uberTable->keepUnnamed(std::move(entry));
+    }
+    entry->ugName = std::move(answer.name);
+    entry->ugDescription = std::move(answer.description);
+    if (isGroup)
+        trTrace(naMin, " group name : %s\n", entry->ugName.c_str());
+    else
+        trTrace(naMin, "user name: %s; description: %s\n", entry->ugName.c_str(),
+                entry->ugDescription.c_str());
+    // Two numbers of one name share the object of the first.
+    return uberTable->stashOnUnix(std::move(entry), isGroup);
+}
+
+UnixUserTable::Failures UnixUserTable::takeFailures() {
+    TraceScope scope("UnixUserTable::takeFailures");
+    return {forgetFailures(ownerSide, users), forgetFailures(groupSide, groups)};
+}
+
+std::size_t UnixUserTable::forgetFailures(Side& side,
+                                          std::map<std::int32_t, const UserOrGroup*>& known) {
+    TraceScope scope("UnixUserTable::forgetFailures");
+    const std::vector<std::int32_t> failed = std::exchange(side.failed, {});
+    for (const std::int32_t number : failed)
+        known.erase(number);
+    if (!failed.empty())
+        side.recents = {};
+    return failed.size();
 }
