@@ -9,9 +9,11 @@
 #include <cstring>
 #include <new>
 #include <pthread.h>
+#include <span>
 #include <string>
 #include <unistd.h>
 
+#include "common/ut/text.h"
 #include "common/ut/timeStamp.h"
 #include "common/ut/traceClasses.h"
 #include "common/ut/traceControl.h"
@@ -66,20 +68,14 @@ std::string linePrefix(const char* file, int line) {
     return prefix;
 }
 
-/// Blanks in place of control characters: what a format of one line prints is one line. Tabs
-/// indent and stay.
-void keepOneLine(std::string& text, std::size_t start, const char* format) {
+/// What a format of one line prints is one line. One of several lines keeps all line ends:
+/// what it names must have none.
+void keepLines(std::span<char> text, const char* format) {
     const char* const lineEnd = std::strchr(format, '\n');
-    if (lineEnd && lineEnd[1] != '\0')
-        return;
-    std::size_t end = text.size();
-    if (lineEnd && end > start)
-        --end;
-    for (std::size_t i = start; i < end; ++i) {
-        const auto c = static_cast<unsigned char>(text[i]);
-        if ((c < 0x20 && c != '\t') || c == 0x7f)
-            text[i] = ' ';
-    }
+    const bool several = lineEnd && lineEnd[1] != '\0';
+    if (lineEnd && !several && !text.empty())
+        text = text.first(text.size() - 1);
+    blankControls(text, several ? "\t\n" : "\t");
 }
 
 void printLine(const char* file, int line, const char* format, va_list arguments) {
@@ -97,7 +93,7 @@ void printLine(const char* file, int line, const char* format, va_list arguments
         text.pop_back();
     }
     va_end(again);
-    keepOneLine(text, start, format);
+    keepLines(std::span(text).subspan(start), format);
     if (!text.ends_with('\n'))
         text += '\n';
     trPrintRaw(text);

@@ -21,7 +21,8 @@ extern unsigned char trExitClass;
 
 /// Writes one line, with a line end if it has none; nothing while no trace is open. A
 /// format without inner line ends gives one line whatever its arguments hold: control
-/// characters other than tabs become blanks. Used through the macros below.
+/// characters other than tabs become blanks (blankControls()). One with inner line ends needs
+/// texts that are printable(). Used through the macros below.
 [[gnu::format(printf, 3, 4)]] void trPrint(const char* file, int line, const char* format,
                                            ...) noexcept;
 

@@ -72,11 +72,11 @@ TEST_F(traceTest, ALineIsWrittenOnlyOfAClassThatIsOn) {
 
 TEST_F(traceTest, WhatIsTracedCannotForgeALineAndLosesNothing) {
     openTrace(1);
-    trTrace(naMin, "name %s\n", "a\nb\x1b[2J\x7f");
-    trTrace(naMin, "two\nlines %d\n", 1);
+    trTrace(naMin, "name %s\n", "a\nb\x1b[2J\x7f\xc2\x85\x9b");
+    trTrace(naMin, "two\nlines %s\n", "1\x1b");
     trTrace(naMin, "%s|\n", std::string(20000, 'x').c_str());
     EXPECT_TRUE(
-        holds("t", "\nname a b [2J \ntwo\nlines 1\n" + std::string(20000, 'x') + "|\n"));
+        holds("t", "\nname a b [2J    \ntwo\nlines 1 \n" + std::string(20000, 'x') + "|\n"));
 }
 
 TEST_F(traceTest, AFullFileGoesOnAtItsBeginning) {
