@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "Common/AgentArgs.h"
+#include "Common/Messages.h"
 #include "common/mem/keMalloc.h"
 #include "common/nls/nls.h"
 #include "common/thrd/psThread.h"
@@ -49,6 +50,9 @@ int setupMessages(const std::string& catalog, const std::string& englishCatalog,
     settings.directory = nlsDir;
     settings.errorLog = errorLog;
     settings.programType = AgentArgs::kProgramScan;
+    for (const MessageId& id : {message::STA0001E, message::STA0161I, message::AGT0146I,
+                                message::STA0528T, message::STA0647E, message::GEN7001E})
+        settings.probes.push_back(id.number);
     return nlSetUp(settings);
 }
 

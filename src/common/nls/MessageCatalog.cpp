@@ -1,8 +1,10 @@
 #include "common/nls/MessageCatalog.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
+#include "common/nls/messageRecord.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
@@ -49,7 +51,8 @@ std::string commonName(const std::string& language) {
 }  // namespace
 
 int MessageCatalog::openCat(const std::string& directory, const std::string& language,
-                            const std::string& file, std::string& langPath) {
+                            const std::string& file, const std::vector<int>& probes,
+                            std::string& langPath) {
     FoundationScope scope("MessageCatalog::openCat");
     close();
     const std::string name = file.empty() ? "kelclientV3.cat" : file;
@@ -57,11 +60,13 @@ int MessageCatalog::openCat(const std::string& directory, const std::string& lan
         trTrace(naMin, "openCat(): The passed arguments are too long\n");
         return kNotFound;
     }
-    if (tryOpen(directory + "/" + language + "/" + name) || tryOpen(name))
-        return 0;
+    // The program's own catalogs first: an environment may name others of the same file name.
     const std::string path = directory + "/" + commonName(language) + "/" + name;
-    if (tryOpen(path))
+    if (tryOpen(directory + "/" + language + "/" + name) || tryOpen(path))
         return 0;
+    if (tryOpen(name) && hasMessages(probes))
+        return 0;
+    close();
     langPath = path;
     return kNotFound;
 }
@@ -83,4 +88,13 @@ bool MessageCatalog::tryOpen(const std::string& path) {
     catalog = catopen(path.c_str(), NL_CAT_LOCALE);
     open = reinterpret_cast<std::intptr_t>(catalog) != -1;
     return open;
+}
+
+bool MessageCatalog::hasMessages(const std::vector<int>& numbers) const {
+    static constexpr char kNone[] = "";
+    return std::all_of(numbers.begin(), numbers.end(), [this](int number) {
+        NLSMsg message;
+        const char* const entry = text(number, kNone);
+        return entry != kNone && decodeMessage(entry, number, message) == Decoded::MESSAGE;
+    });
 }

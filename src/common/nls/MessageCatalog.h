@@ -2,6 +2,7 @@
 
 #include <nl_types.h>
 #include <string>
+#include <vector>
 
 /// An open message catalog of the system (catopen(3), catgets(3)); set 1 is read.
 class MessageCatalog {
@@ -11,11 +12,14 @@ public:
     MessageCatalog(const MessageCatalog&) = delete;
     MessageCatalog& operator=(const MessageCatalog&) = delete;
 
-    /// Opens `directory`/`language`/`file`, or `file` where the system looks for catalogs,
-    /// or that of the language's common name ("de" for "de_DE", what stands before a ".").
-    /// Returns 0; or 2 if there is none, with the path tried last in `langPath`.
+    /// Opens `directory`/`language`/`file`, or that of the language's common name ("de_DE"
+    /// for "de", what stands before a "."), or `file` where the system looks for catalogs:
+    /// there other products keep theirs, so one is taken only if it has a message of each
+    /// number of `probes`. Returns 0; or 2 if there is none, with the path of the common
+    /// name in `langPath`.
     [[nodiscard]] int openCat(const std::string& directory, const std::string& language,
-                              const std::string& file, std::string& langPath);
+                              const std::string& file, const std::vector<int>& probes,
+                              std::string& langPath);
 
     void close() noexcept;
 
@@ -27,6 +31,7 @@ public:
 
 private:
     bool tryOpen(const std::string& path);
+    [[nodiscard]] bool hasMessages(const std::vector<int>& numbers) const;
 
     bool open = false;
     nl_catd catalog = nullptr;  // valid while open

@@ -15,6 +15,7 @@
 #include "common/thrd/pkMutex.h"
 #include "common/ut/LogRecord.h"
 #include "common/ut/TraceScope.h"
+#include "common/ut/text.h"
 #include "common/ut/timeStamp.h"
 #include "common/ut/traceClasses.h"
 
@@ -168,8 +169,8 @@ std::string hostLanguage(int programType) {
 /// Opens the catalog of the host's language, or shares the English one.
 void openLanguage(nlsObject_t& nls, const NlsSettings& settings, const std::string& file) {
     nls.language = fixedLanguage.empty() ? hostLanguage(settings.programType) : fixedLanguage;
-    nls.catalogShared =
-        nls.catalog.openCat(settings.directory, nls.language, file, nls.langPath) != 0;
+    nls.catalogShared = nls.catalog.openCat(settings.directory, nls.language, file,
+                                            settings.probes, nls.langPath) != 0;
     if (!nls.catalogShared)
         return;
     nls.language = kEnglish;
@@ -182,10 +183,12 @@ void openLanguage(nlsObject_t& nls, const NlsSettings& settings, const std::stri
 void serveLogs() {
     LogMessages messages;
     messages.text = [](int number) { return nlMessageText(number, {}); };
-    messages.reportPath = [](int number, const std::string& path) { nlReport(number, {path}); };
+    messages.reportPath = [](int number, const std::string& path) {
+        nlReport(number, {printable(path)});
+    };
     messages.reportFailure = [](int number, const std::string& path,
                                 const std::string& reason) {
-        nlReport(number, {path, reason});
+        nlReport(number, {printable(path), reason});
     };
     messages.reportLines = [](int number, unsigned long lines) { nlReport(number, {lines}); };
     logUseMessages(messages);
@@ -213,10 +216,11 @@ int nlSetUp(const NlsSettings& settings) {
         nls.msgCacheEnglish.flush();
     }
     if (nls.catalogEnglish.openCat(settings.directory, kEnglish, nls.englishFile,
-                                   nls.langPath) != 0) {
+                                   settings.probes, nls.langPath) != 0) {
         writeOutput(nls, kErrorOutput,
                     "KLM0101E Unable to open English message repository '" +
-                        settings.directory + "/" + kEnglish + "/" + nls.englishFile + "'.\n");
+                        printable(settings.directory) + "/" + kEnglish + "/" + nls.englishFile +
+                        "'.\n");
         nls.mutex.reset();
         return kFailed;
     }

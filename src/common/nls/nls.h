@@ -5,6 +5,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/nls/NlsValue.h"
 
@@ -24,6 +25,7 @@ struct NlsSettings {
     std::string errorLog;  // path, for nlOpenErrorLog()
     std::size_t maxCached = 10;
     int programType = 0;
+    std::vector<int> probes = {};  // messages that tell a catalog of ours from a foreign one
 };
 
 /// Opens the catalogs, and creates the record of the process's outcome (GlobalRC). Returns

@@ -144,6 +144,23 @@ TEST_F(nlsTest, ALanguageHasAnotherNameOrIsEnglish) {
     EXPECT_EQ(610, setUp(""));
 }
 
+TEST_F(nlsTest, ACatalogOfAnotherProductIsNotTaken) {
+    for (const char* language : {"en_US", "de_DE"})
+        catalog(language, "1 \"ABC0001T \\001"s + language + "\"\n2 \"ABC0002I \\001two\"\n");
+    catalog("other", "1 \"ABC0001T \\001other\"\n");
+    setenv("NLSPATH", tree.path("other/%N").c_str(), 1);
+    settings.probes = {1, 2};
+    ASSERT_EQ(0, setUp("de"));
+    EXPECT_EQ("de_DE", text(1)) << "although the other is of the name that was asked for";
+    ASSERT_EQ(0, setUp("fr_FR"));
+    EXPECT_EQ("en_US", text(1));
+    catalog("other", "1 \"ABC0001T \\001ours\"\n2 \"ABC0002I \\001two\"\n");
+    ASSERT_EQ(0, setUp("fr_FR"));
+    EXPECT_EQ("ours", text(1));
+    unsetenv("NLSPATH");
+    EXPECT_EQ("", said);
+}
+
 TEST_F(nlsTest, AReportIsGradedPrintedAndKept) {
     catalog("en_US", "1 \"ABC0001W \\001careful %s\"\n2 \"ABC0002I \\001good\"\n");
     ASSERT_EQ(0, setUp("en_US"));
