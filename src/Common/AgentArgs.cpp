@@ -11,6 +11,7 @@
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "Common/Component.h"
 #include "Common/LogUtil.h"
@@ -211,6 +212,19 @@ int setServerIp(const char* value, AgentArgs& args) {
     }
 }
 
+/// True if the name, which becomes part of paths, could lead out of its directory. A "/" is
+/// part of many names: it makes a folder more.
+bool leadsElsewhere(std::string_view name) {
+    for (std::size_t start = 0; start <= name.size();) {
+        const std::size_t end = std::min(name.find('/', start), name.size());
+        const std::string_view component = name.substr(start, end - start);
+        if (component == "." || component == "..")
+            return true;
+        start = end + 1;
+    }
+    return false;
+}
+
 constexpr TableRow kScanCommands[] = {
     {"scan",    AgentArgs::kCommandScan,    setCommandScan,    false},
     {"version", AgentArgs::kCommandVersion, setCommandVersion, false},
@@ -312,8 +326,10 @@ int AgentArgs::parse() {
     if (!hasCommand)
         command = kCommandScan;  // the default; the word is read once more, as an option
 
-    const int rc = readOptions();
-    if (rc != 0)
+    int rc = readOptions();
+    if (rc == SUCCESS)
+        rc = checkNames();
+    if (rc != SUCCESS)
         return rc;
 
     if (installLoc.empty())
@@ -358,6 +374,21 @@ int AgentArgs::readOptions() {
         if (rc != 0)
             return rc;
         ++argIndex;
+    }
+    return SUCCESS;
+}
+
+/// Refuses names that are no names of files. The whole line has been read then, so that
+/// `agentCom` is known.
+int AgentArgs::checkNames() {
+    TraceScope scope("AgentArgs::checkNames");
+    for (const auto& [option, name] :
+         {std::pair("-jobname", &jobName), std::pair("-servername", &serverName)}) {
+        if (!leadsElsewhere(*name))
+            continue;
+        currentArg = option;
+        lastError = "Invalid name";
+        return BAD_ARGUMENT;
     }
     return SUCCESS;
 }

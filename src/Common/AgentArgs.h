@@ -62,8 +62,8 @@ public:
     int maxNumDays = 90;
     int jobRunNumber = -1;
     int sidRunNumber = -1;
-    int agentCom = -1;  // descriptor that takes the start status; not owned
-    std::string jobName;
+    int agentCom = -1;       // descriptor that takes the start status; not owned
+    std::string jobName;     // neither name has a component "." or ".."
     std::string serverName;  // also a directory below log, input and output
     std::string debug;       // "MIN", "MID", "MAX" or empty
     std::string logFile;
@@ -96,6 +96,7 @@ public:
 private:
     [[nodiscard]] int readCommand();
     [[nodiscard]] int readOptions();
+    [[nodiscard]] int checkNames();
     [[nodiscard]] const char* nextValue();
     [[nodiscard]] std::string findProgram() const;
     [[nodiscard]] std::string ownRunName(int component, const std::string& extension) const;

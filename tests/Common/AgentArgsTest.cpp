@@ -54,6 +54,13 @@ TEST_F(AgentArgsTest, TellsWhatIsWrong) {
         EXPECT_EQ("6 -agentcom agentCom not specified", outcome(line)) << line;
     EXPECT_EQ("6 -maxlogsize maxLogSize not specified", outcome("-maxlogsize"));
     EXPECT_EQ(3, parse("-" + std::string(3000, 'x')));
+    for (const char* name : {".", "..", "../x", "a/..", "a//./b"}) {
+        EXPECT_EQ("3 -jobname Invalid name", outcome(std::string("-jobname ") + name)) << name;
+        const std::string line = std::string("-servername ") + name + " -agentcom 0,1";
+        EXPECT_EQ("3 -servername Invalid name", outcome(line)) << name;
+        EXPECT_EQ(1, args->agentCom) << "to be told";
+    }
+    EXPECT_EQ(0, parse("-jobname /a..b/.c -servername ...//d/"));
     EXPECT_EQ(59, command("/elsewhere/scan").parse());
 }
 

@@ -301,6 +301,14 @@ TEST_F(EndingTest, ABadCommandLineIsToldBeforeTheJobBegins) {
     EXPECT_EQ("0  definition", ending(run));
     EXPECT_TRUE(run.output.starts_with("scan ")) << run.output;
 
+    for (const std::string& name : {std::string("../../x"), std::string(300, 'x')}) {
+        const bool outside = name.size() < 300;
+        run.startPlain({"-scan", "-jobname", name, "-servername", "srv", "-sidrunnumber", "3",
+                        "-jobrunnumber", "5", "-agentcom", "@agent"});
+        EXPECT_EQ(outside ? "3 3 definition" : "13 1 definition -exitCode 13 -jobendtimestamp",
+                  ending(run));
+    }
+
     run.tree.mkdirp(kTrace);
     start({"-debug", "MIN"});
     EXPECT_EQ("30 3 definition", ending(run));
