@@ -1,15 +1,16 @@
 #include "common/ut/LogRecord.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
-#include <climits>
-#include <cstdio>
+#include <chrono>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "common/unx/ownFile.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/fileParts.h"
 #include "common/ut/logLayout.h"
@@ -21,11 +22,10 @@ namespace {
 constexpr std::size_t kMaxName = 1023;  // characters
 constexpr std::size_t kMaxMark = 100;   // bytes, so that the smallest log has room
 constexpr mode_t kMode = 0640;
-constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 constexpr int kOpenFailedMessage = 264;
-constexpr int kLockTries = 200;             // for the right to append
-constexpr int kLockPause = 10;              // milliseconds between two of them
-constexpr std::size_t kHeaderReach = 4096;  // bytes in which the first line must end
+constexpr int kLockTries = 200;  // for the right to append, of the whole process
+constexpr std::chrono::milliseconds kLockPause{10};  // between two of them
+constexpr std::size_t kHeaderReach = 4096;           // bytes in which the first line must end
 
 LogMessages logMessages;
 std::string wrapMark;  // fetched on first use
@@ -56,19 +56,15 @@ bool fail(LogRecord& record, const std::string& path, int error) {
 
 /// Opens the file for update, and makes it and its directories if there are none.
 bool openForUpdate(LogRecord& record, const std::string& path) {
-    record.stream.reset(open(path.c_str(), kFlags | O_CREAT | O_APPEND, kMode));
+    constexpr int flags = O_RDWR | O_CREAT | O_APPEND;
+    record.stream = openOwnFile(path.c_str(), flags, kMode);
     const std::size_t slash = path.rfind('/');
-    if (!record.stream && slash != std::string::npos) {
+    if (!record.stream && errno != EINVAL && slash != std::string::npos) {
         if (makeDirPath(path.substr(0, slash)) != 0)
             return fail(record, path, EACCES);
-        record.stream.reset(open(path.c_str(), kFlags | O_CREAT | O_APPEND, kMode));
+        record.stream = openOwnFile(path.c_str(), flags, kMode);
     }
-    if (!record.stream)
-        return fail(record, path, errno);
-    struct stat status {};
-    if (fstat(record.stream.get(), &status) != 0)
-        return fail(record, path, errno);
-    return S_ISREG(status.st_mode) || fail(record, path, EINVAL);
+    return record.stream || fail(record, path, errno);
 }
 
 std::uint64_t sizeOf(int fd) {
@@ -214,11 +210,17 @@ bool utWrapFile(LogRecord& record) {
            writeFileAt(log, kLogSizeOffset, headerField(record.maxWrap, kLogSizeWidth));
 }
 
-/// Waits, not for long, until nobody prunes the log. Writing goes on without the right to
-/// it: a process that was stopped while it pruned must not stop all others.
+/// Waits until nobody prunes the log: not for long, and together no longer in all the life of
+/// the process, for whoever can read a log can hold this lock for ever. Writing goes on without
+/// the right to it: a process that was stopped while it pruned must not stop all others.
 void waitForPruning(int log) {
-    for (int tries = 0; flock(log, LOCK_SH | LOCK_NB) != 0 && tries < kLockTries; ++tries)
-        static_cast<void>(poll(nullptr, 0, kLockPause));
+    static std::atomic<int> triesLeft{kLockTries};
+    while (uninterrupted([log] { return flock(log, LOCK_SH | LOCK_NB); }) != 0) {
+        if (errno != EWOULDBLOCK || triesLeft <= 0)
+            return;
+        --triesLeft;
+        pauseFor(kLockPause);
+    }
 }
 
 }  // namespace
@@ -285,7 +287,7 @@ int logWrite(LogRecord& record, std::string_view line) {
         done = done && utSetNextWrite(record);
     } else {
         waitForPruning(log);
-        done = write(log, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+        done = writeWhole(log, line);
         const int error = errno;
         flock(log, LOCK_UN);
         errno = error;

@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "common/unx/ownFile.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/LogRecord.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/fileParts.h"
@@ -16,8 +18,6 @@
 namespace {
 
 constexpr std::size_t kMaxLine = 511;  // bytes of a line that are read as one
-constexpr int kTemporaryFlags =
-    O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 
 /// How far a log is to be pruned.
 struct Cut {
@@ -49,11 +49,11 @@ class Temporary {
 public:
     explicit Temporary(const std::string& logPath)
         : path(logPath.substr(0, logPath.rfind('/') + 1) + "kelprune.log"),
-          file(open(path.c_str(), kTemporaryFlags, 0600)) {
+          file(openOwnFile(path.c_str(), O_RDWR | O_CREAT, 0600)) {
         if (!file)
             return;
         busy = lockf(file.get(), F_TLOCK, 0) != 0;
-        if (busy || !isRegular() || ftruncate(file.get(), 0) != 0)
+        if (busy || !cutFile(file.get(), 0))
             file.reset();
     }
     ~Temporary() {
@@ -68,11 +68,6 @@ public:
     [[nodiscard]] bool inUse() const { return busy; }
 
 private:
-    [[nodiscard]] bool isRegular() const {
-        struct stat status {};
-        return fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
-    }
-
     const std::string path;
     UniqueFd file;
     bool busy = false;
@@ -85,11 +80,10 @@ std::uint64_t sizeOf(int fd) {
 
 /// Appends what goes to the save file.
 bool savePruned(int log, const Cut& cut, const std::string& saveFile) {
-    const UniqueFd save(
-        open(saveFile.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0640));
+    const UniqueFd save = openOwnFile(saveFile.c_str(), O_WRONLY | O_CREAT, 0640);
     if (!save) {
         trError("Couldn't open save file <%s> to save pruned log entries.\nerrno = %d, %s\n",
-                saveFile.c_str(), errno, errnoText(errno).c_str());
+                printable(saveFile).c_str(), errno, errnoText(errno).c_str());
         return false;
     }
     const bool saved = copyFilePart(log, 0, cut.offset, save.get(), sizeOf(save.get()));
@@ -106,17 +100,21 @@ bool savePruned(int log, const Cut& cut, const std::string& saveFile) {
     return saved;
 }
 
-/// Writes what stays from the copy over the log, through a descriptor that does not append.
-bool copyBack(const std::string& path, int copy) {
-    const UniqueFd log(open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+/// Writes what stays from the copy over the log, which does not append meanwhile: nobody else
+/// does, the lock keeps them out.
+bool copyBack(int log, const std::string& path, int copy) {
+    const int flags = fcntl(log, F_GETFL);
     const std::uint64_t size = sizeOf(copy);
-    if (log && copyFilePart(copy, 0, size, log.get(), 0) &&
-        ftruncate(log.get(), static_cast<off_t>(size)) == 0)
+    const bool copied = flags != -1 && fcntl(log, F_SETFL, flags & ~O_APPEND) == 0 &&
+                        copyFilePart(copy, 0, size, log, 0) && cutFile(log, size);
+    const int error = errno;
+    if (fcntl(log, F_SETFL, flags | O_APPEND) == 0 && copied)
         return true;
+    errno = error;
     trError(
         "Couldn't copy from temp file back to <%s> after pruning. errno = %d, %s\n"
         "original log not pruned.",
-        path.c_str(), errno, errnoText(errno).c_str());
+        printable(path).c_str(), errno, errnoText(errno).c_str());
     return false;
 }
 
@@ -127,8 +125,8 @@ bool rewrite(int log, const std::string& path, const Cut& cut, const std::string
     if (temporary.inUse())
         return true;
     if (temporary.get() < 0) {
-        trError("Couldn't open temp file <%s> for pruning.\nerrno = %d, %s\n", path.c_str(),
-                errno, errnoText(errno).c_str());
+        trError("Couldn't open temp file <%s> for pruning.\nerrno = %d, %s\n",
+                printable(path).c_str(), errno, errnoText(errno).c_str());
         return false;
     }
     if (!saveFile.empty() && !savePruned(log, cut, saveFile))
@@ -138,7 +136,7 @@ bool rewrite(int log, const std::string& path, const Cut& cut, const std::string
                 errnoText(errno).c_str());
         return false;
     }
-    return copyBack(path, temporary.get());
+    return copyBack(log, path, temporary.get());
 }
 
 }  // namespace
@@ -159,7 +157,7 @@ int logPrune(LogRecord& record, const std::string& path, const std::string& save
         return 0;
     trTrace(naMax, "Log Pruner started.\nLog Retention Days = %u.\n", retainDays);
     // While another process writes a line, or prunes, the upkeep is left to a later opening.
-    if (flock(log, LOCK_EX | LOCK_NB) == 0) {
+    if (uninterrupted([log] { return flock(log, LOCK_EX | LOCK_NB); }) == 0) {
         cut = Cut();
         record.failed = !findCut(log, retainDays, cut) ||
                         (cut.linesPruned > 0 && !rewrite(log, path, cut, saveFile));

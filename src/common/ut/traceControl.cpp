@@ -14,6 +14,8 @@
 #include <unistd.h>
 
 #include "common/unx/UniqueFd.h"
+#include "common/unx/ownFile.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/fileParts.h"
 #include "common/ut/text.h"
 #include "common/ut/timeStamp.h"
@@ -33,7 +35,7 @@ constexpr std::uint64_t kHeaderFields = 34;  // bytes
 constexpr char kEndMark[] = "\nEND OF DATA\n\n";
 constexpr char kCloseMark[] = "\nEND OF DATA - close\n\n";
 constexpr char kProduct[] = " " PRODUCT_TEXT "   Build date: " __DATE__ "\n\n";
-constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+constexpr mode_t kMode = 0600;
 
 /// The state of the trace, one in the process, guarded by its mutex.
 struct TraceControl {
@@ -80,14 +82,14 @@ void closeStream(TraceControl& trace) {
     trace.open = false;
     const int fd = trace.stream.release();
     if (fd >= 0 && close(fd) != 0)
-        std::printf("Unable to close trace output file %s: %s \n", trace.fileName.c_str(),
-                    errnoText(errno).c_str());
+        std::printf("Unable to close trace output file %s: %s \n",
+                    printable(trace.fileName).c_str(), errnoText(errno).c_str());
 }
 
 void giveUp(TraceControl& trace) {
     const int error = errno;
     std::printf("Unable to write to trace file %s error is (%d) %s. Tracing disabled.\n",
-                trace.fileName.c_str(), error, errnoText(error).c_str());
+                printable(trace.fileName).c_str(), error, errnoText(error).c_str());
     std::fflush(stdout);
     closeStream(trace);
 }
@@ -96,12 +98,12 @@ void giveUp(TraceControl& trace) {
 bool continueOldFile(TraceControl& trace) {
     if (trace.segCount > 1)
         return false;
-    UniqueFd old(open(trace.fileName.c_str(), kFlags));
+    UniqueFd old = openOwnFile(trace.fileName.c_str(), O_RDWR, kMode);
     struct stat status {};
     std::array<char, 4096> start{};
-    if (!old || fstat(old.get(), &status) != 0 || !S_ISREG(status.st_mode))
+    if (!old || fstat(old.get(), &status) != 0)
         return false;
-    const ssize_t length = pread(old.get(), start.data(), start.size() - 1, 0);
+    const ssize_t length = readWholeAt(old.get(), start.data(), start.size() - 1, 0);
     if (length <= static_cast<ssize_t>(kHeaderFields))
         return false;
 
@@ -124,7 +126,7 @@ bool continueOldFile(TraceControl& trace) {
 
 bool startNewFile(TraceControl& trace) {
     unlink(trace.fileName.c_str());
-    trace.stream.reset(open(trace.fileName.c_str(), kFlags | O_CREAT | O_EXCL, 0600));
+    trace.stream = openOwnFile(trace.fileName.c_str(), O_RDWR | O_CREAT | O_EXCL, kMode);
     if (!trace.stream)
         return false;
     const std::string header =
@@ -134,7 +136,7 @@ bool startNewFile(TraceControl& trace) {
 }
 
 bool openPlainFile(TraceControl& trace) {
-    trace.stream.reset(open(trace.fileName.c_str(), kFlags | O_CREAT | O_APPEND, 0600));
+    trace.stream = openOwnFile(trace.fileName.c_str(), O_RDWR | O_CREAT | O_APPEND, kMode);
     return trace.stream && writeAt(trace, 0, kProduct);
 }
 
@@ -192,8 +194,7 @@ bool writeText(TraceControl& trace, std::string_view text) {
     }
     if (trace.wrap && !trace.standardStream)
         return writeWrapping(trace, text);
-    const ssize_t written = write(trace.stream.get(), text.data(), text.size());
-    return written == static_cast<ssize_t>(text.size());
+    return writeWhole(trace.stream.get(), text);
 }
 
 bool openFile(TraceControl& trace) {
@@ -307,7 +308,8 @@ int trOpen(const std::string& name, bool banner) {
                 : openFile(trace) &&
                       (!trace.wrap || writeText(trace, "BEGINNING NEW TRACE\n\n"));
         if (!done) {
-            std::printf("Unable to open trace output file %s\n", trace.fileName.c_str());
+            std::printf("Unable to open trace output file %s\n",
+                        printable(trace.fileName).c_str());
             std::fflush(stdout);
             trace.stream.reset();
             return TR_OPEN_FAILED;

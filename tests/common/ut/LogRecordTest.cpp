@@ -1,10 +1,15 @@
+#include <chrono>
 #include <ctime>
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/file.h>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
 #include "common/ut/LogRecord.h"
 #include "support/TempTree.h"
+#include "support/inChild.h"
 
 namespace {
 
@@ -83,6 +88,24 @@ protected:
     TempTree tree;
     LogRecord log;
 };
+
+TEST_F(LogRecordTest, ALockThatNobodyGivesBackIsAwaitedOnce) {
+    EXPECT_EQ(0, inChild([this] {
+                  tree.write("log", "");
+                  tree.chmod("log", 0666);
+                  const UniqueFd stranger(::open(tree.path("log").c_str(), O_RDONLY));
+                  if (flock(stranger.get(), LOCK_EX) != 0 || !open(0))
+                      return 1;
+                  const auto start = std::chrono::steady_clock::now();
+                  lines(1, 20);
+                  const auto time = std::chrono::steady_clock::now() - start;
+                  return time > std::chrono::seconds(20) ? 2 : 0;
+              }));
+    EXPECT_TRUE(holds(20));
+    struct stat status {};
+    ASSERT_EQ(0, stat(tree.path("log").c_str(), &status));
+    EXPECT_EQ(0640U, status.st_mode & 07777U) << "as a new log";
+}
 
 TEST_F(LogRecordTest, AFullLogGoesOnBehindItsHeader) {
     ASSERT_TRUE(open(1000));
