@@ -11,9 +11,9 @@ void throwScanAbort(const std::string& message) {
     throw new ScanAbortException(message);
 }
 
-void throwVEXIO(const std::ios_base::failure& failure) {
+void throwVEXIO(const std::string& cause) {
     auto exception = std::make_unique<VEXIOException>();
-    exception->setCause(failure.what());
+    exception->setCause(cause);
     exception->setMessage("ERROR: writing data to file failed");
     throw exception.release();
 }

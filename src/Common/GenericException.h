@@ -15,7 +15,6 @@
 
 #include <cstdint>
 #include <exception>
-#include <ios>
 #include <string>
 #include <utility>
 
@@ -129,7 +128,7 @@ private:
 [[noreturn]] void throwGenericException(std::int32_t errCode, std::uint32_t msgID,
                                         const std::string& cause, const std::string& message);
 [[noreturn]] void throwScanAbort(const std::string& message);
-[[noreturn]] void throwVEXIO(const std::ios_base::failure& failure);
+[[noreturn]] void throwVEXIO(const std::string& cause);
 [[noreturn]] void throwVEXParser(std::int32_t errCode, const std::string& message);
 [[noreturn]] void throwVEXParserPointer(std::int32_t errCode, const std::string& message);
 [[noreturn]] void throwVexObjectCreation(std::int32_t errCode);

@@ -1,13 +1,15 @@
 #include "Common/GenericPrint.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include "Common/GenericException.h"
-#include "common/unx/UniqueFd.h"
+#include "common/unx/ownFile.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/makeDirPath.h"
+#include "common/ut/text.h"
 
 namespace {
 
@@ -54,17 +56,12 @@ std::string withoutLineFeeds(std::string value) {
 GenericPrint::GenericPrint(std::int32_t outputFormat, const std::string& file)
     : format(outputFormat), fileName(file) {
     TraceScope scope("GenericPrint::GenericPrint");
-    // Armed before anything can go wrong, so that the first write raises in every case.
-    output.exceptions(std::ios::badbit | std::ios::failbit);
-    try {
-        open();
-    } catch (const std::ios_base::failure&) {
-        trTrace(naMin, "Unable to open file: %s\n", fileName.c_str());
-    }
+    open();
 }
 
 void GenericPrint::open() {
     TraceScope scope("GenericPrint::open");
+    failure = ENOENT;  // until the file is open
     if (fileName.empty()) {
         trTrace(naMin, "Output file-name is empty.\n");
         return;
@@ -73,20 +70,19 @@ void GenericPrint::open() {
     if (slash != std::string::npos && slash > 0) {
         const std::string directory = fileName.substr(0, slash);
         if (makeDirPath(directory) != 0) {
+            failure = errno;
             trTrace(naMin, "Unable to create path: %s\n", directory.c_str());
             return;
         }
     }
-    // A link would lead the job elsewhere, and a FIFO would block it. The names in a result
-    // are for its owner alone, which a stream cannot ask for.
-    const UniqueFd file(::open(fileName.c_str(),
-                               O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-    struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        output.setstate(std::ios::failbit);
+    // The names in a result are for its owner alone.
+    output = openOwnFile(fileName.c_str(), O_WRONLY | O_CREAT, 0600);
+    if (output && cutFile(output.get(), 0)) {
+        failure = 0;
         return;
     }
-    output.open(fileName, std::ios::out | std::ios::binary | std::ios::trunc);
+    failure = errno;
+    trTrace(naMin, "Unable to open file: %s\n", fileName.c_str());
 }
 
 void GenericPrint::startEntity(const std::string& name, const std::string& subName) {
@@ -156,22 +152,30 @@ void GenericPrint::close(const std::string& text) {
         return;
     write(text);
     closed = true;
-    try {
-        output.close();
-    } catch (const std::ios_base::failure& failure) {
-        throwVEXIO(failure);
-    }
+    const bool there = isAtPath(output.get(), fileName.c_str());
+    if (!closeFile(output.release()))
+        fail(errno);
+    if (!there)
+        fail(ESTALE);
+}
+
+void GenericPrint::abandon() noexcept {
+    TraceScope scope("GenericPrint::abandon");
+    closed = true;
+    output.reset();
 }
 
 void GenericPrint::write(const std::string& line) {
     TraceScope scope("GenericPrint::write");
     if (closed)
         return;
-    try {
-        output.clear(output.rdstate());  // raises for a failed open, which write() passes over
-        output.write(line.data(), static_cast<std::streamsize>(line.size()));
-        output.flush();
-    } catch (const std::ios_base::failure& failure) {
-        throwVEXIO(failure);
-    }
+    if (failure != 0)
+        fail(failure);
+    if (!writeWhole(output.get(), line))
+        fail(errno);
+}
+
+void GenericPrint::fail(int error) {
+    failure = error;
+    throwVEXIO(withErrnoText(fileName, error));
 }

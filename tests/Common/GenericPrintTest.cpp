@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "Common/GenericException.h"
@@ -17,6 +19,26 @@ TEST(GenericPrintTest, EveryLineIsOnDiskAtOnce) {
     EXPECT_EQ(written, tree.read("new/folder/out"));
     out.close("end");
     EXPECT_EQ(written + "end", tree.read("new/folder/out"));
+}
+
+TEST(GenericPrintTest, AFileIsWrittenThroughItsDescriptorAndMissedAtTheClose) {
+    const TempTree tree;
+    tree.write("out", "of an earlier run");
+    tree.chmod("out", 0666);
+    GenericPrint out(GenericPrint::ENTITIES, tree.path("out"));
+    std::filesystem::rename(tree.path("out"), tree.path("moved"));
+    tree.write("out", "of a stranger");
+    out.startEntity("Data");
+    try {
+        out.close();
+        ADD_FAILURE();
+    } catch (VEXIOException* thrown) {
+        delete thrown;
+    }
+    EXPECT_EQ("[Data]\n", tree.read("moved"));
+    EXPECT_EQ("of a stranger", tree.read("out"));
+    EXPECT_EQ(0600U,
+              static_cast<unsigned>(std::filesystem::status(tree.path("moved")).permissions()));
 }
 
 TEST(GenericPrintTest, OtherFormatsTakeNamedValues) {
