@@ -1,9 +1,5 @@
 #include "Common/ParserAPI.h"
 
-#include <cstdio>
-#include <limits>
-#include <sys/stat.h>
-
 #include "Common/EntityNames.h"
 #include "Common/GenericException.h"
 #include "Common/TagExpression.h"
@@ -72,13 +68,6 @@ Row splitRow(const std::string& line) {
     return row;
 }
 
-/// A FIFO would block the open and a directory the read, and positions have 32 bits.
-bool isReadableDefinition(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-           status.st_size <= std::numeric_limits<std::int32_t>::max();
-}
-
 }  // namespace
 
 ParserAPI::ParserAPI(const std::string& file) : ParserAPI(file, false) {}
@@ -94,15 +83,8 @@ ParserAPI::ParserAPI(const std::string& file, bool needNumEntities) : fileName(f
 void ParserAPI::initialize(bool needNumEntities) {
     TraceScope scope("ParserAPI::initialize");
     static constexpr char kOpenFailed[] = "ERROR, not able to open scan definition file\n";
-    if (isReadableDefinition(fileName))
-        raf.open(fileName, std::ios::in | std::ios::binary);
-    if (!raf.is_open()) {
+    if (!raf.open(fileName)) {
         trTrace(naMin, "ERROR opening the file '%s'.", fileName.c_str());
-        throwVEXParser(VEX_OPEN_FAILED, kOpenFailed);
-    }
-    raf.seekg(0);
-    if (raf.fail()) {
-        trTrace(naMin, "(raf.fail()) == TRUE. Will throw exception VEXParserException.");
         throwVEXParser(VEX_OPEN_FAILED, kOpenFailed);
     }
     if (needNumEntities)
@@ -113,7 +95,6 @@ void ParserAPI::initialize(bool needNumEntities) {
 
 void ParserAPI::readHeaderBlock() {
     TraceScope scope("ParserAPI::readHeaderBlock");
-    raf.clear();
     bool inBlock = false;
     std::string type;
     for (std::string line; nextLine(line);) {
@@ -148,7 +129,7 @@ void ParserAPI::indexItems() {
             closeText.clear();
         }
     }
-    raf.clear();
+    failed = false;
     seek(start, "initialize(bool needNumEntities)");
 }
 
@@ -199,23 +180,19 @@ std::vector<std::unique_ptr<ParserAPI::Entity>> ParserAPI::getEntityChildren(con
     TraceScope scope("ParserAPI::getEntityChildren");
     seek(ef.filePointer, "getEntityChildren()");
     std::vector<std::unique_ptr<Entity>> children;
-    try {
-        const std::string closeText = "[/" + ef.name + "]";
-        int depth = 0;
-        for (std::string line; nextLine(line);) {
-            if (opensEntity(line)) {
-                if (depth == 0)
-                    children.push_back(makeEntity(line.substr(1, line.size() - 2)));
-                ++depth;
-            } else if (closesEntity(line)) {
-                if (depth == 0 && line == closeText)
-                    break;
-                // Meant: at depth 0 another entity's close tag takes it to -1 for good.
-                --depth;
-            }
+    const std::string closeText = "[/" + ef.name + "]";
+    int depth = 0;
+    for (std::string line; nextLine(line);) {
+        if (opensEntity(line)) {
+            if (depth == 0)
+                children.push_back(makeEntity(line.substr(1, line.size() - 2)));
+            ++depth;
+        } else if (closesEntity(line)) {
+            if (depth == 0 && line == closeText)
+                break;
+            // Meant: at depth 0 another entity's close tag takes it to -1 for good.
+            --depth;
         }
-    } catch (const std::exception& failure) {
-        std::printf("ERROR%s\n", failure.what());
     }
     return children;
 }
@@ -225,13 +202,10 @@ Table ParserAPI::getEntityData(const Entity& ef, int index) {
     seek(ef.dataPointer, "getEntityData()");
     Table rows;
     int count = 0;
-    while (!raf.eof()) {
+    while (!raf.atEnd()) {
         std::string line;
         if (!nextLine(line))
-            throwVEXParser(VEX_READ_FAILED,
-                           "ERROR on executing getLine() in ParserAPI::getEntityData(). "
-                           "ERRORCODE: 17 File Name: " +
-                               fileName);
+            failRead("getLine() in ParserAPI::getEntityData()");
         if (line.empty() || isOpenTag(line) || isCloseTag(line))
             break;
         if (index < 0 || index == count)
@@ -241,25 +215,38 @@ Table ParserAPI::getEntityData(const Entity& ef, int index) {
     return rows;
 }
 
+/// The next line; false at the end, which leaves the reader failed.
 bool ParserAPI::nextLine(std::string& line) {
     TraceScope scope("ParserAPI::nextLine");
-    if (!std::getline(raf, line))
-        return false;
-    trim(line);
-    return true;
+    const LineReader::Result result = failed ? LineReader::Result::END : raf.next(line);
+    failed = result != LineReader::Result::LINE;
+    // What could not be read is not the end: the request would be a part of what is wanted.
+    if (result == LineReader::Result::FAILED)
+        failRead("getLine() in ParserAPI::nextLine()");
+    if (!failed)
+        trim(line);
+    return !failed;
 }
 
 void ParserAPI::seek(std::int32_t position, const char* operation) {
     TraceScope scope("ParserAPI::seek");
-    raf.seekg(position);
-    if (raf.fail())
-        throwVEXParser(VEX_READ_FAILED,
-                       std::string("ERROR on executing seekg() in ParserAPI::") + operation +
-                           ". ERRORCODE: 17 File Name: " + fileName);
+    failed = failed || position < 0;
+    if (failed)
+        failRead(std::string("seekg() in ParserAPI::") + operation);
+    raf.seek(position);
 }
 
+/// The position; behind a last line without a line feed there is none to come back to.
 std::int32_t ParserAPI::here() {
-    return static_cast<std::int32_t>(raf.tellg());
+    if (!raf.atEnd())
+        return raf.position();
+    failed = true;
+    return -1;
+}
+
+void ParserAPI::failRead(const std::string& operation) const {
+    throwVEXParser(VEX_READ_FAILED, "ERROR on executing " + operation +
+                                        ". ERRORCODE: 17 File Name: " + fileName);
 }
 
 std::unique_ptr<ParserAPI::Entity> ParserAPI::makeEntity(const std::string& tag) {

@@ -1,13 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "Common/EntityToObjectMapper.h"
+#include "Common/LineReader.h"
 
 /// Reads an entity file by name and position, without ever holding its tree in memory.
 ///
@@ -26,9 +26,9 @@
 /// third character on; the piece null gives an empty field.
 ///
 /// The stream position is shared: operations do not nest. An entity whose end is missing
-/// leaves the stream failed, and the next operation that seeks raises 17. All failures are
+/// leaves the reader failed, and the next operation that seeks raises 17. All failures are
 /// VEXParserException by value: 12 no path, 13 no readable regular file, 17 the file ended
-/// too early, 321 a type without header. Main thread only.
+/// too early or could not be read on, 321 a type without header. Main thread only.
 class ParserAPI {
 public:
     /// A found entity. Both positions are just behind its open tag.
@@ -70,10 +70,12 @@ private:
     bool nextLine(std::string& line);
     void seek(std::int32_t position, const char* operation);
     [[nodiscard]] std::int32_t here();
+    [[noreturn]] void failRead(const std::string& operation) const;
     [[nodiscard]] std::unique_ptr<Entity> makeEntity(const std::string& tag);
 
     std::string fileName;
-    std::ifstream raf;
+    LineReader raf;
+    bool failed = false;  // the end was passed; later operations that seek fail
     std::map<std::int32_t, std::string> entityIndex;
     std::map<std::string, Row> headerTable;  // type to column names
     std::map<std::string, Row>::const_iterator headerTableIterator;
