@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cinttypes>
 #include <cstring>
 #include <dirent.h>
@@ -15,11 +16,12 @@
 #include <unistd.h>
 #include <utility>
 
+#include "Common/GenericException.h"
 #include "Common/LogManager.h"
 #include "Common/comutils.h"
 #include "Common/unix/pssignal.h"
 #include "Probe/Filesystem.h"
-#include "common/unx/UniqueFd.h"
+#include "common/unx/systemCalls.h"
 #include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
@@ -143,7 +145,7 @@ int HandleExt2(int fd, const std::string& type, std::int64_t& physicalSize) {
     }
     std::array<unsigned char, 256> block{};
     errno = EIO;  // of a device that is too short
-    if (read(fd, block.data(), block.size()) != static_cast<ssize_t>(block.size())) {
+    if (readWhole(fd, block.data(), block.size()) != static_cast<ssize_t>(block.size())) {
         logMsg(message::STA0099E, {withErrnoText(type, errno)});
         return kDeviceUnreadable;
     }
@@ -156,10 +158,45 @@ int HandleExt2(int fd, const std::string& type, std::int64_t& physicalSize) {
     return 0;
 }
 
+/// Takes a shared lock on the whole file, as long as that takes, unless the job is told to
+/// stop. It asks again and again: a waiting call that went on after the signal, or began just
+/// behind it, would not end.
+bool lockTable(int fd) {
+    TraceScope scope("lockTable");
+    constexpr std::chrono::milliseconds pause(50);
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    lock.l_whence = SEEK_SET;
+    while (uninterrupted([&] { return fcntl(fd, F_SETLK, &lock); }) != 0) {
+        if (errno != EACCES && errno != EAGAIN)
+            return false;
+        if (agentStop)
+            throwScanAbort("Scan abort initiated by Server -> terminating scan");
+        pauseFor(pause);
+    }
+    return true;
+}
+
+/// Reads all of a file, and adds a line end: a stream of no bytes cannot be opened.
+bool readTable(int fd, std::string& content) {
+    TraceScope scope("readTable");
+    constexpr std::size_t piece = 65536;  // bytes
+    content.clear();
+    ssize_t got = 0;
+    do {
+        const std::size_t length = content.size();
+        content.resize(length + piece);
+        got = readWhole(fd, &content[length], piece);
+        content.resize(length + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    } while (got == static_cast<ssize_t>(piece));
+    content += '\n';
+    return got >= 0;
+}
+
 }  // namespace
 
-void Mounts::CloseTable::operator()(std::FILE* table) const noexcept {
-    endmntent(table);
+void Mounts::CloseStream::operator()(std::FILE* stream) const noexcept {
+    std::fclose(stream);
 }
 
 Mounts::Mounts(std::string path) : tablePath(std::move(path)) {}
@@ -168,24 +205,21 @@ Mounts::~Mounts() = default;
 
 bool Mounts::openMnttab() {
     TraceScope scope("Mounts::openMnttab");
-    mnttab.reset(setmntent(tablePath.c_str(), "re"));
+    file.reset(openFile(tablePath.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file && !lockTable(file.get())) {
+        logMsg(message::STA0095E, {withErrnoText(tablePath, errno)});
+        file.reset();
+        return false;
+    }
+    // Read at once: for a stream an interrupted call is the end of the file, and the file
+    // systems of the other rows would not be scanned.
+    if (file && readTable(file.get(), content))
+        mnttab.reset(fmemopen(content.data(), content.size(), "r"));
     if (!mnttab) {
         logMsg(message::STA0094E, {withErrnoText(tablePath, errno)});
-        return false;
+        file.reset();
     }
-    struct flock lock {};
-    lock.l_type = F_RDLCK;
-    lock.l_whence = SEEK_SET;
-    int rc = 0;
-    do {
-        rc = fcntl(fileno(mnttab.get()), F_SETLKW, &lock);
-    } while (rc != 0 && errno == EINTR && !agentStop);
-    if (rc != 0) {
-        logMsg(message::STA0095E, {withErrnoText(tablePath, errno)});
-        mnttab.reset();
-        return false;
-    }
-    return true;
+    return mnttab != nullptr;
 }
 
 bool Mounts::nextMount() {
@@ -215,7 +249,8 @@ bool Mounts::nextMount() {
         device = deviceName(row.mnt_fsname);
         return true;
     }
-    mnttab.reset();  // which gives back the lock too
+    mnttab.reset();
+    file.reset();  // which gives back the lock, too
     return false;
 }
 
@@ -313,7 +348,7 @@ int Mounts::GetPhysicalSize(Filesystem& filesystem, const Mounts& mounts) {
     if (!type.starts_with("ext") && !type.starts_with("msdos") && !type.starts_with("fat"))
         return 0;
 
-    const UniqueFd fd(open(mounts.device.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const UniqueFd fd(openFile(mounts.device.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd) {
         logMsg(message::STA0097E, {withErrnoText(mounts.device, errno)});
         return kNoDevice;

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "common/unx/UniqueFd.h"
+
 class Filesystem;
 
 /// Reader of the host's mount table, and the row it stands at: what is mounted where.
@@ -24,7 +26,8 @@ public:
     Mounts(const Mounts&) = delete;
     Mounts& operator=(const Mounts&) = delete;
 
-    /// True if the table is open and locked; logs the failure.
+    /// True if the table is open and locked; logs the failure. Waits for a lock as long as
+    /// that takes; raises ScanAbortException if the job is told to stop meanwhile.
     [[nodiscard]] virtual bool openMnttab();
 
     /// True with the next row in the fields; false at the end, or after a failure that
@@ -51,10 +54,12 @@ public:
 private:
     [[nodiscard]] bool getGridfsClusterName(const std::string& directory);
 
-    struct CloseTable {
-        void operator()(std::FILE* table) const noexcept;
+    struct CloseStream {
+        void operator()(std::FILE* stream) const noexcept;
     };
 
     const std::string tablePath;
-    std::unique_ptr<std::FILE, CloseTable> mnttab;
+    UniqueFd file;                                   // holds the lock of the table
+    std::string content;                             // of the table
+    std::unique_ptr<std::FILE, CloseStream> mnttab;  // reads `content`; null behind its end
 };

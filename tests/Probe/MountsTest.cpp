@@ -1,8 +1,13 @@
+#include <csignal>
+#include <fcntl.h>
 #include <sys/statvfs.h>
+#include <thread>
 
+#include "Common/GenericException.h"
 #include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
 #include "support/LogTest.h"
+#include "support/inChild.h"
 
 namespace {
 
@@ -46,6 +51,38 @@ TEST_F(MountsTest, ReadsTheRowsThatAreStorage) {
     EXPECT_FALSE(Mounts(tree.path("none")).openMnttab());
     EXPECT_TRUE(
         logged("STA0094E", "opened: " + tree.path("none") + " - No such file or directory"));
+}
+
+TEST_F(MountsTest, AStopEndsTheWaitForALock) {
+    tree.write("mtab", "/d /m xfs rw 0 0\n");
+    // A lock is a process's own: another one holds it.
+    const pid_t holder = fork();
+    if (holder == 0) {
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        const int fd = open(tree.path("mtab").c_str(), O_RDWR);
+        if (fcntl(fd, F_SETLK, &lock) == 0)
+            tree.write("locked", "");
+        for (;;)
+            pause();
+    }
+    while (!tree.exists("locked"))
+        usleep(1000);
+    EXPECT_EQ(7, inStoppedChild([this] {
+                  try {
+                      return Mounts(tree.path("mtab")).openMnttab() ? 1 : 2;
+                  } catch (ScanAbortException* thrown) {
+                      delete thrown;
+                      return 7;
+                  }
+              }));
+    std::thread release([holder] {
+        usleep(200000);
+        kill(holder, SIGKILL);
+    });
+    EXPECT_TRUE(Mounts(tree.path("mtab")).openMnttab()) << "and it waits as long as it takes";
+    release.join();
+    waitpid(holder, nullptr, 0);
 }
 
 TEST_F(MountsTest, AClusterIsNamedByItsFirstDirectory) {
