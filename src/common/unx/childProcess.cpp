@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/thrd/SignalsBlocked.h"
 #include "common/unx/UniqueFd.h"
 #include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
@@ -27,23 +28,6 @@ constexpr int kFirstOwned = STDERR_FILENO + 1;
 constexpr milliseconds kShortestPause(1);  // between two looks at a child, doubled each time
 constexpr milliseconds kLongestPause(50);
 constexpr std::chrono::seconds kKilledLimit(1);  // one stuck in the system is not waited for
-
-/// Holds back all signals. One that arrives between fork() and the new program would
-/// otherwise run a handler of this process in the child, and be lost to it.
-class SignalsBlocked {
-public:
-    SignalsBlocked() noexcept {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t before{};
-};
 
 // What follows runs in the child, where another thread may have held any lock of the
 // library at the moment of fork(): system calls alone, no memory, no stream, no trace.
@@ -226,6 +210,8 @@ pid_t startProgram(const ChildProgram& program) {
     FoundationScope scope("startProgram");
     std::fflush(stdout);  // what this process has printed stands before the child's output
     const pid_t parent = getpid();
+    // A signal that arrives between fork() and the new program would run a handler of this
+    // process in the child, and be lost to it.
     const SignalsBlocked blocked;
     const pid_t child = fork();
     if (child == 0)
