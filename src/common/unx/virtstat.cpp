@@ -361,7 +361,8 @@ int guardedCall(const std::shared_ptr<GuardedWork>& work, std::chrono::nanosecon
             return -1;
     }
     if (rc == VS_TIMEOUT)
-        trError("kelNFSsyscalls: stale mount point for (%s)\n", work->name());
+        trError("kelNFSsyscalls: stale mount point for (%s)\n",
+                placeOfHung(*work).path.c_str());
     return rc == 0 ? 0 : -1;
 }
 

@@ -7,10 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include "Common/unix/psmsgutil.h"
 #include "Scan/WalkTest.h"
 #include "Scan/unix/GuardedStream.h"
 #include "Scan/unix/SharedGuardedStream.h"
 #include "common/thrd/psThread.h"
+#include "common/ut/traceControl.h"
 #include "support/HangingMount.h"
 
 using std::chrono::milliseconds;
@@ -61,7 +63,12 @@ INSTANTIATE_TEST_SUITE_P(ReadAhead, GuardedStreamTest, testing::Values(0, 15));
 TEST_P(GuardedStreamTest, AnEntryThatHangsIsTheOnlyOneThatIsMissing) {
     serve(400);
     server->tell("hold 300");
+    ASSERT_EQ(0, trOpen(tree.path("trace"), false));
     EXPECT_EQ(0, walk());
+    closeTrace();
+    for (const char* name : {"m/300)\n", "m/sub/300)\n"})
+        EXPECT_NE(std::string::npos,
+                  tree.read("trace").find("stale mount point for (" + tree.path(name)));
     EXPECT_EQ(1U + 1U + 2 * 399, action.seen.size());
     EXPECT_EQ(1, logged("STA0063E.* /300 - Stale file handle\n"));
     EXPECT_EQ(1, logged("STA0063E.* /sub/300 - Stale file handle\n"));
