@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <list>
 #include <memory>
 #include <string>
@@ -35,6 +34,7 @@ struct AheadBlock {
     enum State { UNCLAIMED, CLAIMED, READY };
 
     State state = UNCLAIMED;
+    bool isLeft = false;        // to the scan thread: who read ahead lacked something for it
     AheadTasks::iterator task;  // until READY
     std::vector<AheadEntry> entries;
     std::string names;  // each with a closing zero byte
@@ -58,6 +58,7 @@ struct AheadDirectory : std::enable_shared_from_this<AheadDirectory> {
     };
 
     State state = WAITING;
+    bool isLeft = false;        // as of a block
     AheadTasks::iterator task;  // until LISTED
     bool cancelled = false;     // nobody will ask for it; what is unclaimed is no task any more
     int depth = 0;              // of the root 0
@@ -68,7 +69,7 @@ struct AheadDirectory : std::enable_shared_from_this<AheadDirectory> {
     std::shared_ptr<DirectoryStream> stream;
     bool opened = false;  // or failed to, see openRc
     int openRc = 0;
-    std::size_t unread = 0;                          // blocks whose attributes are not read yet
-    int readRc = 0;                                  // what ended the names
-    std::deque<std::shared_ptr<AheadBlock>> blocks;  // not taken yet
+    std::size_t unread = 0;                         // blocks whose attributes are not read yet
+    int readRc = 0;                                 // what ended the names
+    std::list<std::shared_ptr<AheadBlock>> blocks;  // not taken yet
 };

@@ -7,8 +7,9 @@
 #include "Scan/unix/ReadAhead.h"
 #include "common/ut/TraceScope.h"
 
-AheadStream::AheadStream(std::shared_ptr<ReadAhead> crew, std::shared_ptr<AheadDirectory> known)
-    : ahead(std::move(crew)), directory(std::move(known)) {}
+AheadStream::AheadStream(std::shared_ptr<ReadAhead> share,
+                         std::shared_ptr<AheadDirectory> known) noexcept
+    : ahead(std::move(share)), directory(std::move(known)) {}
 
 AheadStream::~AheadStream() {
     TraceScope scope("AheadStream::~AheadStream");
@@ -46,20 +47,22 @@ int AheadStream::open(const char* name, const WalkPlace& place,
                       std::unique_ptr<DirectoryStream>& child) {
     TraceScope scope("AheadStream::open");
     AheadEntry* const entry = current(name);
-    std::shared_ptr<AheadDirectory> known =
-        entry ? std::exchange(entry->child, nullptr) : nullptr;
-    int rc = EBADF;
-    if (known) {
-        rc = ahead->open(*known);
-    } else if (directory->stream) {
-        std::unique_ptr<DirectoryStream> opened;
-        rc = directory->stream->open(name, place, opened);
+    if (entry && entry->child) {
+        // If the directory does not open, nobody will ask for it when the stream goes.
+        auto stream = std::make_unique<AheadStream>(ahead, entry->child);
+        const std::shared_ptr<AheadDirectory> known = std::exchange(entry->child, nullptr);
+        const int rc = ahead->open(*known);
         if (rc == 0)
-            known = ahead->adopt(std::move(opened), directory->depth + 1,
-                                 directory->prefixLength + std::strlen(name) + 1);
+            child = std::move(stream);
+        return rc;
     }
+    if (!directory->stream)
+        return EBADF;
+    std::unique_ptr<DirectoryStream> opened;
+    const int rc = directory->stream->open(name, place, opened);
     if (rc == 0)
-        child = std::make_unique<AheadStream>(ahead, std::move(known));
+        child = ahead->adopt(ahead, std::move(opened), directory->depth + 1,
+                             directory->prefixLength + std::strlen(name) + 1);
     return rc;
 }
 

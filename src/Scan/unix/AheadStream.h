@@ -10,7 +10,8 @@ class ReadAhead;
 /// An open directory whose entries are read ahead. Scan thread only.
 class AheadStream : public DirectoryStream {
 public:
-    AheadStream(std::shared_ptr<ReadAhead> crew, std::shared_ptr<AheadDirectory> known);
+    AheadStream(std::shared_ptr<ReadAhead> share,
+                std::shared_ptr<AheadDirectory> known) noexcept;
     ~AheadStream() override;
     AheadStream(const AheadStream&) = delete;
     AheadStream& operator=(const AheadStream&) = delete;
@@ -25,7 +26,7 @@ private:
     [[nodiscard]] AheadEntry* current(const char* name);
     void dropBlock();
 
-    const std::shared_ptr<ReadAhead> ahead;
+    const std::shared_ptr<ReadAhead> ahead;  // with the other streams of the walk
     const std::shared_ptr<AheadDirectory> directory;
     std::shared_ptr<AheadBlock> block;  // at hand; null before the first
     std::size_t index = 0;              // of the entry at hand

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <memory>
 #include <span>
 #include <string>
@@ -12,6 +13,12 @@ struct EntryQuery {
     EntryStat* result;  // valid if rc is 0
     int* rc;            // 0 or an errno value
 };
+
+/// True for what the process or the host lacks: the same question may have an answer when
+/// others have given something back.
+[[nodiscard]] constexpr bool isShortage(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM;
+}
 
 /// An open directory: the one place where a walk meets the system.
 ///

@@ -1,17 +1,19 @@
 #include "Scan/unix/ReadAhead.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstring>
+#include <functional>
+#include <iterator>
 #include <malloc.h>
 #include <new>
 #include <sys/resource.h>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "Scan/unix/AheadStream.h"
+#include "common/thrd/SignalsBlocked.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
@@ -22,6 +24,7 @@ constexpr std::size_t kListedAtOnce = 256;  // names read between two looks at t
 constexpr std::size_t kSmallBlock = 16;     // entries; where answers take long
 constexpr std::size_t kLargeBlock = 128;    // entries; where the lock would cost more
 constexpr auto kLongAnswer = std::chrono::microseconds(40);
+constexpr auto kPatience = std::chrono::seconds(1);  // with helpers whose work nobody needs
 
 /// Raises the limit of descriptors as far as it goes up to `wanted`; gives what it is then.
 std::size_t descriptorLimit() {
@@ -37,20 +40,42 @@ std::size_t descriptorLimit() {
     return static_cast<std::size_t>(std::min(limit.rlim_cur, wanted));
 }
 
+/// Descriptors that are left to the levels of the walk, to guarded calls and to all others.
+constexpr std::size_t kOthersDescriptors = WalkBounds::kMaxComponents + 112;
+
+std::size_t mostOpenAhead() {
+    const std::size_t limit = descriptorLimit();
+    return std::min(limit / 2, limit - std::min(limit, kOthersDescriptors));
+}
+
 bool isDots(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-/// Counts an open directory while it lives.
+/// A directory that is open, or is being opened, while it lives.
+class OpenCount {
+public:
+    explicit OpenCount(std::atomic<std::size_t>& openCount) noexcept : count(&openCount) {
+        ++*count;
+    }
+    OpenCount(OpenCount&& other) noexcept : count(std::exchange(other.count, nullptr)) {}
+    OpenCount& operator=(OpenCount&&) = delete;
+    OpenCount(const OpenCount&) = delete;
+    OpenCount& operator=(const OpenCount&) = delete;
+    ~OpenCount() {
+        if (count)
+            --*count;
+    }
+
+private:
+    std::atomic<std::size_t>* count;  // not owned
+};
+
+/// An open directory that is counted.
 class CountedStream : public DirectoryStream {
 public:
-    CountedStream(std::unique_ptr<DirectoryStream> opened, std::atomic<std::size_t>& openCount)
-        : stream(std::move(opened)), count(openCount) {
-        ++count;
-    }
-    ~CountedStream() override { --count; }
-    CountedStream(const CountedStream&) = delete;
-    CountedStream& operator=(const CountedStream&) = delete;
+    CountedStream(std::unique_ptr<DirectoryStream> opened, OpenCount counted) noexcept
+        : count(std::move(counted)), stream(std::move(opened)) {}
 
     int next(const char*& name) override { return stream->next(name); }
     int attributes(const char* name, EntryStat& result) override {
@@ -66,11 +91,75 @@ public:
     bool deviceTells() override { return stream->deviceTells(); }
 
 private:
-    const std::unique_ptr<DirectoryStream> stream;
-    std::atomic<std::size_t>& count;
+    const OpenCount count;
+    const std::unique_ptr<DirectoryStream> stream;  // closed before it counts no longer
 };
 
+/// Gives a lock up while it lives.
+class Unlocked {
+public:
+    explicit Unlocked(std::unique_lock<std::mutex>& held) : lock(held) { lock.unlock(); }
+    ~Unlocked() { lock.lock(); }
+    Unlocked(const Unlocked&) = delete;
+    Unlocked& operator=(const Unlocked&) = delete;
+
+private:
+    std::unique_lock<std::mutex>& lock;
+};
+
+/// Undoes something unless it is kept.
+template <class Undo>
+class Rollback {
+public:
+    explicit Rollback(Undo action) : undo(std::move(action)) {}
+    ~Rollback() {
+        if (!isKept)
+            undo();
+    }
+    Rollback(const Rollback&) = delete;
+    Rollback& operator=(const Rollback&) = delete;
+
+    void keep() noexcept { isKept = true; }
+
+private:
+    const Undo undo;
+    bool isKept = false;
+};
+
+/// Prepares a task, to be taken over by ReadAhead::addTasks().
+void prepareTask(AheadTasks& prepared, std::shared_ptr<AheadDirectory> directory,
+                 std::shared_ptr<AheadBlock> block) {
+    prepared.push_back({std::move(directory), std::move(block)});
+    const AheadTask& task = prepared.back();
+    (task.block ? task.block->task : task.directory->task) = std::prev(prepared.end());
+}
+
+bool lacksSomething(const AheadBlock& block) {
+    return std::any_of(block.entries.begin(), block.entries.end(),
+                       [](const AheadEntry& entry) { return isShortage(entry.rc); });
+}
+
 }  // namespace
+
+/// Shared by the streams of a walk, of which the last one ends the reading ahead.
+class ReadAhead::Streams {
+public:
+    explicit Streams(std::shared_ptr<ReadAhead> readAhead) noexcept
+        : ahead(std::move(readAhead)) {}
+    ~Streams() { ahead->stop(); }
+    Streams(const Streams&) = delete;
+    Streams& operator=(const Streams&) = delete;
+
+    const std::shared_ptr<ReadAhead> ahead;  // with the helpers
+};
+
+/// What was read of a directory's names, ready to be taken over.
+struct ReadAhead::Names {
+    std::list<std::shared_ptr<AheadBlock>> blocks;
+    AheadTasks tasks;  // one for each
+    int rc = 0;
+    bool hasMore = true;
+};
 
 std::size_t AheadBlock::bytes() const {
     constexpr std::size_t allocations = 64;  // what the allocator adds to an entry's child
@@ -88,9 +177,9 @@ std::unique_ptr<DirectoryStream> ReadAhead::over(std::unique_ptr<DirectoryStream
     place.identity = stat.identity;
     place.deviceTells = root->deviceTells();
 
-    const auto ahead = std::make_shared<ReadAhead>(place, bounds);
-    auto stream = std::make_unique<AheadStream>(
-        ahead, ahead->adopt(std::move(root), 0, bounds.rootLength()));
+    const auto streams = std::make_shared<Streams>(std::make_shared<ReadAhead>(place, bounds));
+    ReadAhead* const ahead = streams->ahead.get();
+    auto stream = ahead->adopt({streams, ahead}, std::move(root), 0, bounds.rootLength());
     ahead->start(std::min(helpers, kMostHelpers));
     return stream;
 }
@@ -98,7 +187,7 @@ std::unique_ptr<DirectoryStream> ReadAhead::over(std::unique_ptr<DirectoryStream
 ReadAhead::ReadAhead(const WalkPlace& walkPlace, WalkBounds walkBounds)
     : place(walkPlace),
       bounds(std::move(walkBounds)),
-      mostOpen(descriptorLimit() / 2),
+      mostOpen(mostOpenAhead()),
       blockSize(kSmallBlock) {
     // Blocks are made and deleted by different threads; many arenas would keep far more
     // memory than is in use.
@@ -106,53 +195,64 @@ ReadAhead::ReadAhead(const WalkPlace& walkPlace, WalkBounds walkBounds)
     mallopt(M_ARENA_MAX, arenas);
 }
 
-ReadAhead::~ReadAhead() {
-    TraceScope scope("ReadAhead::~ReadAhead");
-    {
-        const Lock lock(mutex);
-        stopping = true;
-    }
-    tasksAdded.notify_all();
-    for (std::thread& thread : threads)
-        thread.join();
-}
-
-void ReadAhead::start(unsigned helpers) {
+void ReadAhead::start(unsigned count) {
     TraceScope scope("ReadAhead::start");
-    // Signals are for the main thread: one that stops the job must interrupt its waits.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const SignalsBlocked signals;
     const Lock lock(mutex);
     try {
-        for (unsigned i = 0; i < helpers; ++i)
-            threads.emplace_back(&ReadAhead::help, this);
+        for (; running < count; ++running) {
+            Helper& helper = helpers.emplace_back();
+            helper.hasEnded = true;  // until it begins
+            helper.thread = std::thread(&ReadAhead::help, shared_from_this(), std::ref(helper));
+            helper.hasEnded = false;
+        }
     } catch (const std::system_error& failure) {
-        trTrace(naMin, "%u of %u helper threads: %s\n", static_cast<unsigned>(threads.size()),
-                helpers, failure.what());
+        trTrace(naMin, "%u of %u helper threads: %s\n", static_cast<unsigned>(running), count,
+                failure.what());
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-std::shared_ptr<AheadDirectory> ReadAhead::adopt(std::unique_ptr<DirectoryStream> open,
-                                                 int depth, std::size_t prefixLength) {
+/// Ends the helpers. The walk is over, so nobody needs what they are still doing: who hangs is
+/// left alone, with the share that it has in all it uses, until the system comes back to it.
+void ReadAhead::stop() {
+    TraceScope scope("ReadAhead::stop");
+    Lock lock(mutex);
+    stopping = true;
+    tasksAdded.notify_all();
+    helperEnded.wait_for(lock, kPatience, [this] { return running == 0; });
+    if (running > 0)
+        trTrace(naMin, "%u helper threads hang\n", static_cast<unsigned>(running));
+    for (Helper& helper : helpers) {
+        if (!helper.hasEnded)
+            helper.thread.detach();
+        else if (helper.thread.joinable())
+            helper.thread.join();
+    }
+}
+
+std::unique_ptr<DirectoryStream> ReadAhead::adopt(std::shared_ptr<ReadAhead> share,
+                                                  std::unique_ptr<DirectoryStream> open,
+                                                  int depth, std::size_t prefixLength) {
     TraceScope scope("ReadAhead::adopt");
     auto directory = std::make_shared<AheadDirectory>();
     directory->state = AheadDirectory::PAUSED;
     directory->depth = depth;
     directory->prefixLength = prefixLength;
     directory->opened = true;
-    directory->stream = std::make_shared<CountedStream>(std::move(open), openCount);
+    directory->stream = std::make_shared<CountedStream>(std::move(open), OpenCount(openCount));
+    AheadTasks task;
+    prepareTask(task, directory, nullptr);
+    auto stream = std::make_unique<AheadStream>(std::move(share), std::move(directory));
     const Lock lock(mutex);
-    addTask(tasks.begin(), directory, nullptr);
-    return directory;
+    addTasks(tasks.begin(), task);
+    return stream;
 }
 
 std::shared_ptr<AheadBlock> ReadAhead::take(AheadDirectory& directory) {
     TraceScope scope("ReadAhead::take");
     Lock lock(mutex);
     for (;;) {
+        throwIfFailed();
         if (!directory.blocks.empty()) {
             std::shared_ptr<AheadBlock> block = directory.blocks.front();
             if (block->state == AheadBlock::READY) {
@@ -160,13 +260,13 @@ std::shared_ptr<AheadBlock> ReadAhead::take(AheadDirectory& directory) {
                 return block;
             }
             if (block->state == AheadBlock::UNCLAIMED) {
-                readAttributes(lock, directory, *block);
+                readAttributes(lock, directory, *block, NOW);
                 continue;
             }
         } else if (directory.state == AheadDirectory::LISTED) {
             return nullptr;
         } else if (directory.state == AheadDirectory::PAUSED) {
-            list(lock, directory);
+            list(lock, directory, NOW);
             continue;
         }
         workOrWait(lock);
@@ -176,18 +276,19 @@ std::shared_ptr<AheadBlock> ReadAhead::take(AheadDirectory& directory) {
 int ReadAhead::open(AheadDirectory& directory) {
     TraceScope scope("ReadAhead::open");
     Lock lock(mutex);
-    if (directory.state == AheadDirectory::WAITING)
-        openClaimed(lock, directory);
-    while (!directory.opened)
-        workOrWait(lock);
+    while (!directory.opened) {
+        throwIfFailed();
+        if (directory.state == AheadDirectory::WAITING)
+            openClaimed(lock, directory, NOW);
+        else
+            workOrWait(lock);
+    }
     return directory.openRc;
 }
 
 /// What the scan thread needs, a helper has begun. Going to sleep and waking up again takes as
 /// long as a task on a local disk; so the scan thread does the next one meanwhile.
 void ReadAhead::workOrWait(Lock& lock) {
-    if (failed)
-        throw std::bad_alloc();
     const auto first = firstTask();
     if (first != tasks.end())
         return work(lock, AheadTask(*first));
@@ -198,12 +299,16 @@ void ReadAhead::workOrWait(Lock& lock) {
     scanWaits = false;
 }
 
-/// Does a task that nobody has claimed.
+/// Does a task that nobody has claimed: the attributes of a block, or some names of a
+/// directory, which is opened first if it is not open.
 void ReadAhead::work(Lock& lock, const AheadTask& task) {
+    AheadDirectory& directory = *task.directory;
     if (task.block)
-        readAttributes(lock, *task.directory, *task.block);
-    else
-        readNames(lock, *task.directory);
+        return readAttributes(lock, directory, *task.block, AHEAD);
+    if (directory.state == AheadDirectory::WAITING)
+        openClaimed(lock, directory, AHEAD);
+    if (directory.state == AheadDirectory::PAUSED && !directory.cancelled)
+        list(lock, directory, AHEAD);
 }
 
 void ReadAhead::cancel(const std::shared_ptr<AheadDirectory>& directory) {
@@ -244,22 +349,21 @@ void ReadAhead::giveBack(std::size_t bytes) {
     full = full && usedBytes >= kBytesToGoOn;
 }
 
-/// A helper thread. Without memory what it has begun stays undone: then the scan thread ends
-/// the walk, as it would without memory of its own.
-void ReadAhead::help() {
+/// A helper thread.
+void ReadAhead::help(Helper& self) {
     Lock lock(mutex);
     try {
         helpUntilStopped(lock);
     } catch (const std::bad_alloc&) {
-        if (!lock.owns_lock())
-            lock.lock();
-        failed = true;
-        finished();
+        fail();
     }
+    self.hasEnded = true;
+    --running;
+    helperEnded.notify_one();
 }
 
 void ReadAhead::helpUntilStopped(Lock& lock) {
-    while (!stopping) {
+    while (!stopping && !failed) {
         const auto first = firstTask();
         if (first == tasks.end()) {
             ++idle;
@@ -271,26 +375,31 @@ void ReadAhead::helpUntilStopped(Lock& lock) {
     }
 }
 
-/// The first task that nobody has claimed, if the bounds allow it. There are hardly more
-/// claimed ones before it than threads.
+/// The first task that nobody has claimed, if the bounds allow it and what is left to the scan
+/// thread comes after it: who goes on lacks the same again. There are hardly more claimed ones
+/// before it than threads.
 AheadTasks::iterator ReadAhead::firstTask() {
     auto task = tasks.begin();
     for (; task != tasks.end(); ++task) {
-        if (task->block && task->block->state == AheadBlock::UNCLAIMED)
-            return task;
-        const bool waits = task->directory->state == AheadDirectory::WAITING;
-        if (!task->block && (waits || task->directory->state == AheadDirectory::PAUSED))
-            return full || (waits && openCount >= mostOpen) ? tasks.end() : task;
+        if (task->block) {
+            if (task->block->state == AheadBlock::UNCLAIMED)
+                return task->block->isLeft ? tasks.end() : task;
+            continue;
+        }
+        const AheadDirectory& directory = *task->directory;
+        const bool waits = directory.state == AheadDirectory::WAITING;
+        if (waits || directory.state == AheadDirectory::PAUSED) {
+            const bool mayNot = full || directory.isLeft || (waits && openCount >= mostOpen);
+            return mayNot ? tasks.end() : task;
+        }
     }
     return task;
 }
 
-/// The walk needs what is added before the task `before`.
-void ReadAhead::addTask(AheadTasks::iterator before, std::shared_ptr<AheadDirectory> directory,
-                        std::shared_ptr<AheadBlock> block) {
-    const auto task = tasks.insert(before, {std::move(directory), std::move(block)});
-    (task->block ? task->block->task : task->directory->task) = task;
-    ++unclaimed;
+/// Takes tasks over, which the walk needs before the task `before`.
+void ReadAhead::addTasks(AheadTasks::iterator before, AheadTasks& prepared) noexcept {
+    unclaimed += prepared.size();
+    tasks.splice(before, prepared);
 }
 
 /// Forgets a task that nobody has claimed.
@@ -299,117 +408,184 @@ void ReadAhead::dropTask(AheadTasks::iterator task) {
     tasks.erase(task);
 }
 
+void ReadAhead::throwIfFailed() const {
+    if (failed)
+        throw std::bad_alloc();
+}
+
+/// Somebody has no memory.
+void ReadAhead::fail() noexcept {
+    failed = true;
+    finished();
+}
+
+void ReadAhead::claim(AheadDirectory& directory) noexcept {
+    directory.state = AheadDirectory::CLAIMED;
+    directory.isLeft = false;
+    --unclaimed;
+}
+
 /// A directory that was claimed is a task again, unless there is nothing left to do.
-void ReadAhead::endClaim(AheadDirectory& directory) {
-    if (directory.state == AheadDirectory::LISTED || directory.cancelled)
+void ReadAhead::endClaim(AheadDirectory& directory, AheadDirectory::State state) noexcept {
+    directory.state = state;
+    if (state == AheadDirectory::LISTED || directory.cancelled)
         tasks.erase(directory.task);
     else
         ++unclaimed;
+    closeIfRead(directory);
+    finished();
 }
 
-/// Opens a directory if it is not open, and reads some of its names.
-void ReadAhead::readNames(Lock& lock, AheadDirectory& directory) {
-    if (directory.state == AheadDirectory::WAITING)
-        openClaimed(lock, directory);
-    if (directory.state == AheadDirectory::PAUSED && !directory.cancelled)
-        list(lock, directory);
+void ReadAhead::claim(AheadBlock& block) noexcept {
+    block.state = AheadBlock::CLAIMED;
+    block.isLeft = false;
+    --unclaimed;
+}
+
+/// As with a directory.
+void ReadAhead::endClaim(AheadDirectory& directory, AheadBlock& block,
+                         AheadBlock::State state) noexcept {
+    block.state = state;
+    if (state == AheadBlock::READY)
+        --directory.unread;
+    if (state == AheadBlock::READY || directory.cancelled)
+        tasks.erase(block.task);
+    else
+        ++unclaimed;
+    closeIfRead(directory);
+    finished();
 }
 
 /// Opens a directory that is WAITING. Gives the lock up meanwhile.
-void ReadAhead::openClaimed(Lock& lock, AheadDirectory& directory) {
-    directory.state = AheadDirectory::CLAIMED;
-    --unclaimed;
-    lock.unlock();
-    std::unique_ptr<DirectoryStream> opened;
-    int rc = directory.parent->open(directory.name.c_str(), place, opened);
+void ReadAhead::openClaimed(Lock& lock, AheadDirectory& directory, Need need) {
+    claim(directory);
+    Rollback claimed([this, &directory] {
+        fail();
+        endClaim(directory, AheadDirectory::WAITING);
+    });
+    OpenCount count(openCount);
     std::shared_ptr<DirectoryStream> stream;
-    if (rc == 0)
-        stream = std::make_shared<CountedStream>(std::move(opened), openCount);
-    lock.lock();
+    int rc = 0;
+    {
+        const Unlocked unlocked(lock);
+        std::unique_ptr<DirectoryStream> opened;
+        rc = directory.parent->open(directory.name.c_str(), place, opened);
+        if (rc == 0)
+            stream = std::make_shared<CountedStream>(std::move(opened), std::move(count));
+    }
+    claimed.keep();
+    directory.isLeft = need == AHEAD && isShortage(rc);
+    if (directory.isLeft)
+        return endClaim(directory, AheadDirectory::WAITING);
     directory.opened = true;
     directory.openRc = rc;
     directory.stream = std::move(stream);
     directory.parent.reset();
-    directory.state = rc == 0 ? AheadDirectory::PAUSED : AheadDirectory::LISTED;
-    endClaim(directory);
-    finished();
+    endClaim(directory, rc == 0 ? AheadDirectory::PAUSED : AheadDirectory::LISTED);
 }
 
 /// Reads some names of a directory that is PAUSED. Gives the lock up meanwhile.
-void ReadAhead::list(Lock& lock, AheadDirectory& directory) {
-    directory.state = AheadDirectory::CLAIMED;
-    --unclaimed;
+void ReadAhead::list(Lock& lock, AheadDirectory& directory, Need need) {
+    claim(directory);
+    Rollback claimed([this, &directory] {
+        fail();
+        endClaim(directory, AheadDirectory::PAUSED);
+    });
     const std::shared_ptr<DirectoryStream> stream = directory.stream;
-    lock.unlock();
-    std::vector<std::shared_ptr<AheadBlock>> blocks;
+    Names names;
+    {
+        const Unlocked unlocked(lock);
+        readNames(directory, *stream, names);
+    }
+    claimed.keep();
+    if (!directory.cancelled)
+        addBlocks(directory, names);
+    directory.isLeft = need == AHEAD && isShortage(names.rc);
+    if (directory.isLeft)
+        return endClaim(directory, AheadDirectory::PAUSED);
+    directory.readRc = names.rc;
+    endClaim(directory, names.hasMore ? AheadDirectory::PAUSED : AheadDirectory::LISTED);
+    wakeHelpers();
+}
+
+/// Reads some names, without the lock.
+void ReadAhead::readNames(AheadDirectory& directory, DirectoryStream& stream,
+                          Names& names) const {
     const std::size_t most = blockSize;
-    bool more = true;
-    int rc = 0;
     for (std::size_t count = 0; count < kListedAtOnce;) {
         const char* name = nullptr;
-        rc = stream->next(name);
-        more = rc == 0 && name;
-        if (!more)
-            break;
+        names.rc = stream.next(name);
+        names.hasMore = names.rc == 0 && name;
+        if (!names.hasMore)
+            return;
         if (isDots(name) || bounds.passesOver(name))
             continue;
-        if (blocks.empty() || blocks.back()->entries.size() == most)
-            blocks.push_back(std::make_shared<AheadBlock>());
-        AheadBlock& block = *blocks.back();
+        if (names.blocks.empty() || names.blocks.back()->entries.size() == most) {
+            names.blocks.push_back(std::make_shared<AheadBlock>());
+            prepareTask(names.tasks, directory.shared_from_this(), names.blocks.back());
+        }
+        AheadBlock& block = *names.blocks.back();
         block.entries.emplace_back().name = static_cast<std::uint32_t>(block.names.size());
         block.names.append(name, std::strlen(name) + 1);
         ++count;
     }
-    lock.lock();
-    directory.readRc = rc;
-    directory.state = more ? AheadDirectory::PAUSED : AheadDirectory::LISTED;
-    if (!directory.cancelled)
-        addBlocks(directory, blocks);
-    endClaim(directory);
-    closeIfRead(directory);
-    wakeHelpers();
-    finished();
 }
 
-/// Takes blocks in, before the names that are still to be read.
-void ReadAhead::addBlocks(AheadDirectory& directory,
-                          const std::vector<std::shared_ptr<AheadBlock>>& blocks) {
-    for (const std::shared_ptr<AheadBlock>& block : blocks) {
+/// Takes blocks over, before the names that are still to be read.
+void ReadAhead::addBlocks(AheadDirectory& directory, Names& names) noexcept {
+    for (const std::shared_ptr<AheadBlock>& block : names.blocks)
         usedBytes += block->bytes();
-        directory.blocks.push_back(block);
-        addTask(directory.task, directory.shared_from_this(), block);
-    }
     full = full || usedBytes >= kMostBytes;
-    directory.unread += blocks.size();
+    directory.unread += names.blocks.size();
+    directory.blocks.splice(directory.blocks.end(), names.blocks);
+    addTasks(directory.task, names.tasks);
 }
 
 /// Reads the attributes of a block that is UNCLAIMED. Gives the lock up meanwhile.
-void ReadAhead::readAttributes(Lock& lock, AheadDirectory& directory, AheadBlock& block) {
-    block.state = AheadBlock::CLAIMED;
-    --unclaimed;
+void ReadAhead::readAttributes(Lock& lock, AheadDirectory& directory, AheadBlock& block,
+                               Need need) {
+    claim(block);
+    Rollback claimed([this, &directory, &block] {
+        fail();
+        endClaim(directory, block, AheadBlock::UNCLAIMED);
+    });
     const std::shared_ptr<DirectoryStream> stream = directory.stream;
-    lock.unlock();
-    const auto start = std::chrono::steady_clock::now();
+    AheadTasks children;
+    bool isLeft = false;
+    {
+        const Unlocked unlocked(lock);
+        askFor(block, *stream);
+        isLeft = need == AHEAD && lacksSomething(block);
+        if (!isLeft)
+            children = childrenOf(directory, block, stream);
+    }
+    claimed.keep();
+    block.isLeft = isLeft;
+    if (isLeft)
+        return endClaim(directory, block, AheadBlock::UNCLAIMED);
+    if (!directory.cancelled)
+        addTasks(block.task, children);
+    endClaim(directory, block, AheadBlock::READY);
+    wakeHelpers();
+}
+
+/// Asks for the attributes of a block, without the lock, and finds out how many to ask for.
+void ReadAhead::askFor(AheadBlock& block, DirectoryStream& stream) {
     std::vector<EntryQuery> queries;
     queries.reserve(block.entries.size());
     for (AheadEntry& entry : block.entries)
         queries.push_back({block.nameOf(entry), &entry.stat, &entry.rc});
-    stream->attributesOf(queries);
+    const auto start = std::chrono::steady_clock::now();
+    stream.attributesOf(queries);
     const auto time = (std::chrono::steady_clock::now() - start) / block.entries.size();
     blockSize = time > kLongAnswer ? kSmallBlock : kLargeBlock;
-    lock.lock();
-    block.state = AheadBlock::READY;
-    --directory.unread;
-    if (!directory.cancelled)
-        addChildren(directory, block);
-    tasks.erase(block.task);
-    closeIfRead(directory);
-    wakeHelpers();
-    finished();
 }
 
-/// Notes the directories of a block that the walk will enter, to be read in its place.
-void ReadAhead::addChildren(AheadDirectory& directory, AheadBlock& block) {
+/// Notes the directories of a block that the walk will enter, and gives a task for each, to be
+/// done in the place of the block. Without the lock.
+AheadTasks ReadAhead::childrenOf(const AheadDirectory& directory, AheadBlock& block,
+                                 const std::shared_ptr<DirectoryStream>& stream) const {
+    AheadTasks children;
     for (AheadEntry& entry : block.entries) {
         if (entry.rc != 0 || !entry.stat.isDirectory() ||
             !place.holds(entry.stat.identity, true))
@@ -421,9 +597,10 @@ void ReadAhead::addChildren(AheadDirectory& directory, AheadBlock& block) {
         entry.child->depth = directory.depth + 1;
         entry.child->name = name;
         entry.child->prefixLength = directory.prefixLength + name.size() + 1;
-        entry.child->parent = directory.stream;
-        addTask(block.task, entry.child, nullptr);
+        entry.child->parent = stream;
+        prepareTask(children, entry.child, nullptr);
     }
+    return children;
 }
 
 /// Nothing more is read through the directory itself; its children hold it until they are
