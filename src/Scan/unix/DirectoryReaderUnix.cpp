@@ -25,12 +25,6 @@ namespace {
 constexpr std::size_t kOpenLength = 4098;  // characters of a path that is opened
 constexpr std::size_t kStatLength = 4096;  // bytes for a path whose attributes are read
 
-/// True for what is lacking on this side: an entry that is lost by it is not the fault of its
-/// file system.
-bool isWant(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOMEM;
-}
-
 /// Helpers that can make guarded calls beside the scan thread.
 unsigned mostGuardedHelpers() {
     constexpr rlim_t perCall = 16;  // descriptors: four of pipes, the others of directories
@@ -130,7 +124,7 @@ std::unique_ptr<DirectoryStream> DirectoryReaderUnix::Open(const std::string& pa
         rc = openChild(name, stream);
     }
     if (rc != 0) {
-        if (isWant(rc))
+        if (isShortage(rc))  // no fault of the file system
             scanner->noteLoss();
         trTrace(naMin, ">> opendir() failed on %s \n", path.c_str());
         trTrace(naMin, "%s\n", errnoText(rc).c_str());

@@ -63,6 +63,12 @@ public:
     /// Makes room for the next names, if all were taken.
     void startBatch();
 
+    /// Lets names that ended by a failure be asked for once more.
+    void askAgain() {
+        namesError = 0;
+        atEnd = false;
+    }
+
     /// Gives up the descriptor until reopened(), of which the object needs to know nothing but
     /// this; no child may be opened meanwhile. False if the directory cannot go on later.
     [[nodiscard]] bool suspend();

@@ -42,6 +42,11 @@ int SharedGuardedStream::next(const char*& name) {
     TraceScope scope("SharedGuardedStream::next");
     name = nullptr;
     while (names && !(name = names->take())) {
+        if (names->nothingLeft() && isShortage(names->namesFailure())) {
+            const int shortage = names->namesFailure();
+            names->askAgain();
+            return shortage;
+        }
         if (names->nothingLeft()) {
             // A directory can stay open for long after that, and names take much memory.
             namesError = names->namesFailure();
