@@ -143,8 +143,28 @@ bool startOver(LogRecord& record) {
     return nothing && fillWrapping(record, nothing.get());
 }
 
+/// Ends the line that a killed process or a full disk has left half written, so that the next
+/// one begins a line of its own.
+bool endLastLine(int log) {
+    const std::uint64_t size = sizeOf(log);
+    std::string last;
+    return size == 0 || (readFileAt(log, size - 1, 1, last) &&
+                         (last == "\n" || writeFileAt(log, size, "\n")));
+}
+
+/// True if the header tells of this log: where a line ends in it, within its limit.
+bool fitsLog(const LogHeader& header, int log) {
+    const std::uint64_t size = sizeOf(log);
+    std::string last;
+    return header.length < LOG_LEAST_WRAP / 2 && header.nextWrite >= header.length &&
+           header.nextWrite <= size && size <= header.maxWrap &&
+           readFileAt(log, header.nextWrite - 1, 1, last) && last == "\n";
+}
+
 /// A plain log becomes one that wraps.
 bool beginWrapping(LogRecord& record) {
+    if (!endLastLine(record.stream.get()))
+        return false;
     const std::uint64_t size = sizeOf(record.stream.get());
     if (size == 0)
         return startOver(record);
@@ -185,7 +205,8 @@ bool utWrapFile(LogRecord& record) {
             return fcntl(log, F_SETFL, O_NONBLOCK) == 0 && beginWrapping(record);
         const bool save = record.disposition == 'S';
         return logPrune(record, record.fileName, save ? record.saveFile : "",
-                        record.retainDays) == 0;
+                        record.retainDays) == 0 &&
+               endLastLine(log);
     }
 
     trTrace(naMid, "utWrapFile(): got offset %d and max %d of <%s>.\n",
@@ -197,15 +218,15 @@ bool utWrapFile(LogRecord& record) {
     record.wrapping = true;
     record.headerLength = header.length;
     record.nextWrite = header.nextWrite;
-    const bool sane = header.nextWrite >= header.length && header.nextWrite <= header.maxWrap &&
-                      header.nextWrite <= sizeOf(log) && header.length < LOG_LEAST_WRAP / 2;
+    const bool sane = fitsLog(header, log);
     if (!sane && record.maxWrap > 0)
         return startOver(record);
     if (!sane)
         record.nextWrite = record.headerLength;
     if (record.maxWrap < header.maxWrap)
         return rewriteWrapping(record) &&
-               (record.wrapping || fcntl(log, F_SETFL, O_NONBLOCK | O_APPEND) == 0);
+               (record.wrapping ||
+                (fcntl(log, F_SETFL, O_NONBLOCK | O_APPEND) == 0 && endLastLine(log)));
     return record.maxWrap == header.maxWrap ||
            writeFileAt(log, kLogSizeOffset, headerField(record.maxWrap, kLogSizeWidth));
 }

@@ -200,6 +200,13 @@ TEST_F(LogRecordTest, AForgedHeaderStartsTheLogOver) {
             EXPECT_TRUE(maxWrap == 0 || inOrder() == "1-3") << content();
         }
     }
+    // A line that a killed process left half written does not swallow the next one.
+    for (const std::uint32_t maxWrap : {0U, 1000U}) {
+        tree.write("log", day(0) + "ha");
+        ASSERT_TRUE(open(maxWrap));
+        lines(4, 4);
+        EXPECT_NE(std::string::npos, content().find("ha\n" + numbered(4))) << maxWrap;
+    }
     // What is no header is a line.
     for (const char* line :
          {"LOGHEADERREC x 1000\n", "LOGHEADERREC 100 0\n", "LOGHEADERREC 12"}) {
@@ -215,10 +222,10 @@ TEST_F(LogRecordTest, LinesBeforeTheFirstYoungOneArePruned) {
     const std::string young = day(7) + "young\n";
     const std::string bad = "2024-13-01 no date\n";
     const std::pair<std::string, std::string> kLogs[] = {
-        {young + old + foreign,                       young + old + foreign      },
-        {foreign + old + bad + young + old + foreign, young + old + foreign      },
-        {std::string(2000,                            'x') + "\n" + young + "end", young + "end"},
-        {foreign + old,                                           ""                                                         },
+        {young + old + foreign,                       young + old + foreign        },
+        {foreign + old + bad + young + old + foreign, young + old + foreign        },
+        {std::string(2000,                            'x') + "\n" + young + "end\n", young + "end\n"},
+        {foreign + old,                                           ""                                                           },
         {"",                                           ""           },
     };
     for (const auto& [before, after] : kLogs) {
