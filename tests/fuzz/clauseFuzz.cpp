@@ -3,24 +3,25 @@
 #include "Scan/UberTable.h"
 #include "Scan/unix/ScannerUnix.h"
 #include "Scan/unix/UnixUserTable.h"
+#include "fuzz/fuzz.h"
 #include "support/RecordingAction.h"
 #include "support/TempTree.h"
 
 /// The first byte is the level, the others are a clause: it compiles or not, and if it
 /// does, it runs on a small tree.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz(const std::string& input) {
     static const TempTree tree;
     static const bool filled = [] {
         tree.mkdirp("d/e");
         tree.touch("d/e/core");
         return true;
     }();
-    if (size == 0 || !filled)
-        return 0;
+    std::string clause = input;
+    const unsigned level = takeByte(clause) % 4;
     Selection selection;
-    selection.setFilter(std::string(reinterpret_cast<const char*>(data) + 1, size - 1));
-    if (!selection.compile("fuzz", data[0] % 4))
-        return 0;
+    selection.setFilter(clause);
+    if (!filled || !selection.compile("fuzz", static_cast<int>(level)))
+        return;
     const std::unique_ptr<SelectNode> filter = selection.takeRoot();
     Filesystem filesystem;
     filesystem.fsMountPoint = "/";
@@ -30,5 +31,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     RecordingAction action;
     ScannerUnix scanner(&filesystem, {&action}, {filter.get()}, &users, &readers, tree.root(),
                         0);
-    return scanner.scan() == 0 ? 0 : -1;
+    require(scanner.scan() == 0, "the walk ends well");
 }
