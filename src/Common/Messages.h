@@ -48,5 +48,6 @@ inline constexpr MessageId STA0620E{2325, "STA0620E"};  // cluster directory unr
 inline constexpr MessageId STA0622E{2327, "STA0622E"};  // no cluster name
 inline constexpr MessageId STA0647E{2352, "STA0647E"};  // nothing to scan
 inline constexpr MessageId STA9001W{9001, "STA9001W"};  // not looked up: file system, counts
+inline constexpr MessageId STA9010W{9010, "STA9010W"};  // monitored directory left out: path
 
 }  // namespace message

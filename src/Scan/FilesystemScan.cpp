@@ -337,8 +337,12 @@ std::unique_ptr<FilesystemScan::MonDirSelection> FilesystemScan::makeDirSel(
             clause += '?';  // keeps the mask off its own parent
         clause += '\0';
         selectionCompiler.setFilter(clause);
-        if (selectionCompiler.compile(path, 0))
+        if (selectionCompiler.compile(path, 0)) {
             dirSpec->setSelectNode(selectionCompiler.takeRoot());
+        } else {
+            logMsg(message::STA9010W, {path});
+            runningCode = kSkipped;
+        }
     }
     auto selection = std::make_unique<MonDirSelection>();
     selection->depth = depth;

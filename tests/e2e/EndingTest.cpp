@@ -76,6 +76,11 @@ TEST_F(EndingTest, AClauseThatDoesNotCompileSkipsItsStatistic) {
     start();
     EXPECT_EQ("4 1 result log -exitCode 4 exitCode=4", ending(run));
     EXPECT_EQ(1U, run.records("CuStatDef").size());
+
+    request("[MonDirSpec]\n7,\"" + mountPoint() + "/[a\"\n[/MonDirSpec]\n");
+    start();
+    EXPECT_EQ("4 1 result log -exitCode 4 exitCode=4", ending(run));
+    EXPECT_NE(std::string::npos, run.log().find("STA9010W")) << run.log();
 }
 
 TEST_F(EndingTest, AnUnusableDefinitionStaysAndLeavesNoResult) {
