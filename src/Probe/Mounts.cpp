@@ -92,7 +92,7 @@ struct SpaceFigures {
 int readFigures(const std::string& path, SpaceFigures& figures) {
     TraceScope scope("readFigures");
     struct statvfs status {};
-    if (statvfs(path.c_str(), &status) != 0)
+    if (uninterrupted([&] { return statvfs(path.c_str(), &status); }) != 0)
         return errno;
     figures = {status.f_bsize,  status.f_frsize, status.f_blocks, status.f_bfree,
                status.f_bavail, status.f_files,  status.f_ffree,  status.f_favail};

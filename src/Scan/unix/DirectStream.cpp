@@ -10,21 +10,32 @@
 #include <utility>
 
 #include "Scan/unix/systemEntry.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
 
 /// Opens a directory without touching its access time where the caller may do so.
 int openDirectory(int parent, const char* path, int flags, UniqueFd& directory) {
-    directory.reset(openat(parent, path, kDirectoryFlags | flags | O_NOATIME));
+    const auto open = [&](int more) {
+        return uninterrupted([&] { return openat(parent, path, kDirectoryFlags | more); });
+    };
+    directory.reset(open(flags | O_NOATIME));
     if (!directory && errno == EPERM)
-        directory.reset(openat(parent, path, kDirectoryFlags | flags));
+        directory.reset(open(flags));
     return directory ? 0 : errno;
+}
+
+ssize_t readRecords(int directory, char* records, std::size_t size) {
+    return uninterrupted([=] { return getdents64(directory, records, size); });
 }
 
 int readAttributes(int directory, const char* name, EntryStat& result) {
     struct statx status;
-    if (statx(directory, name, attributeFlags(name), kAttributeMask, &status) != 0)
+    const int flags = attributeFlags(name);
+    const int rc =
+        uninterrupted([&] { return statx(directory, name, flags, kAttributeMask, &status); });
+    if (rc != 0)
         return errno;
     result = entryStatOf(status);
     return 0;
@@ -97,7 +108,7 @@ int DirectStream::fill() {
         if (rc != 0 || position < filled)
             return rc;
     }
-    const ssize_t bytes = getdents64(fd.get(), buffer->records.data(), kBufferSize);
+    const ssize_t bytes = readRecords(fd.get(), buffer->records.data(), kBufferSize);
     if (bytes < 0)
         return errno;
     position = 0;
@@ -112,7 +123,7 @@ int DirectStream::goBack() {
     char* const records = buffer->records.data();
     return findPosition(
         was->end, records, [this](off_t offset) { return lseek(fd.get(), offset, SEEK_SET); },
-        [this, records] { return getdents64(fd.get(), records, kBufferSize); }, position,
+        [this, records] { return readRecords(fd.get(), records, kBufferSize); }, position,
         filled);
 }
 

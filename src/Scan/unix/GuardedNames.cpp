@@ -11,6 +11,7 @@
 #include "Scan/unix/guardedSteps.h"
 #include "Scan/unix/systemEntry.h"
 #include "common/unx/statTap.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
@@ -120,9 +121,12 @@ bool GuardedNames::open(StatContext& context) {
     const int flags = kDirectoryFlags | (parent ? O_NOFOLLOW : 0);
     const long path = argument(directoryName.c_str());
     // Meant: not to be cancelled, for the descriptor would be lost.
-    long number = syscall(SYS_openat, place, path, flags | O_NOATIME, 0, 0);
+    const auto openNow = [&](int more) {
+        return uninterrupted([&] { return syscall(SYS_openat, place, path, more, 0, 0); });
+    };
+    long number = openNow(flags | O_NOATIME);
     if (number < 0 && errno == EPERM)
-        number = syscall(SYS_openat, place, path, flags, 0, 0);
+        number = openNow(flags);
     const int error = number < 0 ? errno : 0;
     const bool wanted = context.publish(monotonicNanoseconds(), [&] {
         openError = error;

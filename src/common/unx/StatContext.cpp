@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "common/unx/statTap.h"
+#include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
@@ -183,7 +184,7 @@ void StatContext::releasePipes() {
 
 // Meant: no object, no call in between, and no instrumentation, for the thread can be unwound
 // from any instruction here.
-[[gnu::noinline, gnu::no_sanitize_thread]] long StatContext::cancellable(
+[[gnu::noinline, gnu::no_sanitize_thread]] long StatContext::cancellableOnce(
     long number, long first, long second, long third, long fourth, long fifth) {
     int ignored = 0;
     pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &ignored);
@@ -194,6 +195,12 @@ void StatContext::releasePipes() {
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &ignored);
     errno = error;
     return rc;
+}
+
+long StatContext::cancellable(long number, long first, long second, long third, long fourth,
+                              long fifth) {
+    return uninterrupted(
+        [=] { return cancellableOnce(number, first, second, third, fourth, fifth); });
 }
 
 void* StatContext::StatFsThread(void* argument) {

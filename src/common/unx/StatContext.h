@@ -91,9 +91,14 @@ public:
     // For the helper thread.
 
     /// Makes a system call, in which the thread can be cancelled at any instruction: not for
-    /// calls that give a descriptor, which would be lost. As syscall(2).
+    /// calls that give a descriptor, which would be lost. As syscall(2), but repeated while a
+    /// signal interrupts it.
     static long cancellable(long number, long first, long second, long third, long fourth,
                             long fifth);
+
+    /// The same, not repeated.
+    static long cancellableOnce(long number, long first, long second, long third, long fourth,
+                                long fifth);
 
     /// Lets `change` happen and begins the next step of the work. False, and no change, if the
     /// thread was abandoned: the work is then to return.

@@ -46,10 +46,10 @@ int pollUntil(pollfd& descriptor, const Wait& wait, bool cancellable) {
         left.tv_nsec = nanoseconds % kSecond;
     }
     timespec* const limit = wait.forever ? nullptr : &left;
-    const long ready =
-        cancellable ? StatContext::cancellable(SYS_ppoll, reinterpret_cast<long>(&descriptor),
-                                               1, reinterpret_cast<long>(limit), 0, 0)
-                    : ppoll(&descriptor, 1, limit, nullptr);
+    const long ready = cancellable ? StatContext::cancellableOnce(
+                                         SYS_ppoll, reinterpret_cast<long>(&descriptor), 1,
+                                         reinterpret_cast<long>(limit), 0, 0)
+                                   : ppoll(&descriptor, 1, limit, nullptr);
     if (ready > 0 && (descriptor.revents & POLLNVAL) != 0) {
         errno = EBADF;
         return -1;

@@ -1,17 +1,18 @@
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/time.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <tuple>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "common/unx/StatContext.h"
 #include "common/unx/UniqueFd.h"
 #include "common/unx/statTap.h"
+#include "support/SignalStorm.h"
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
@@ -52,23 +53,24 @@ TEST_F(statTapTest, ATapGoesThroughWhateverTheNumberOfTheDescriptor) {
 }
 
 TEST_F(statTapTest, SignalsNeitherShortenAWaitNorEndIt) {
-    struct sigaction handler {};
-    handler.sa_handler = [](int) {};
-    sigaction(SIGALRM, &handler, nullptr);
-    const itimerval often = {
-        {0, 2000},
-        {0, 2000}
-    };
-    setitimer(ITIMER_REAL, &often, nullptr);
+    const SignalStorm storm;
     const auto start = steady_clock::now();
     EXPECT_EQ(VS_TIMEOUT, tryOnTap(in.get(), RECEIVING, milliseconds(50)));
     EXPECT_GE(steady_clock::now() - start, milliseconds(50));
-    std::thread later([this] {
-        std::this_thread::sleep_for(milliseconds(20));
-        EXPECT_EQ(0, tryOnTap(out.get(), SENDING, milliseconds(0)));
-    });
-    EXPECT_EQ(0, tryOnTap(in.get(), RECEIVING, milliseconds(0)));
-    later.join();
-    const itimerval never{};
-    setitimer(ITIMER_REAL, &never, nullptr);
+    char byte = 0;
+    const auto sent = [this](const auto& receive) {
+        std::thread later([this] {
+            std::this_thread::sleep_for(milliseconds(20));
+            EXPECT_EQ(0, tryOnTap(out.get(), SENDING, milliseconds(0)));
+        });
+        const long rc = receive();
+        later.join();
+        return rc;
+    };
+    EXPECT_EQ(0, sent([this] { return tryOnTap(in.get(), RECEIVING, milliseconds(0)); }));
+    fcntl(in.get(), F_SETFL, 0);
+    EXPECT_EQ(1, sent([&] {  // the calls of helper threads, too
+                  return StatContext::cancellable(SYS_read, in.get(),
+                                                  reinterpret_cast<long>(&byte), 1, 0, 0);
+              }));
 }
