@@ -6,11 +6,9 @@
 #include <chrono>
 #include <cinttypes>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <mntent.h>
 #include <string_view>
-#include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -21,6 +19,7 @@
 #include "Common/comutils.h"
 #include "Common/unix/pssignal.h"
 #include "Probe/Filesystem.h"
+#include "Probe/guardedFiles.h"
 #include "common/unx/systemCalls.h"
 #include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
@@ -127,26 +126,31 @@ std::int64_t in512Bytes(std::uint64_t blocks, std::uint64_t blockSize) {
     return static_cast<std::int64_t>((blocks * blockSize) >> 9U);
 }
 
-std::uint32_t littleEndian32(const unsigned char* bytes) {
-    return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8U |
-           static_cast<std::uint32_t>(bytes[2]) << 16U |
-           static_cast<std::uint32_t>(bytes[3]) << 24U;
+std::uint32_t littleEndian32(const char* bytes) {
+    std::uint32_t number = 0;
+    for (unsigned i = 0; i < 4; ++i)
+        number |= std::uint32_t{static_cast<unsigned char>(bytes[i])} << 8U * i;
+    return number;
 }
 
 /// The device's size in 512-byte units, from the super block of ext file systems
 /// (https://docs.kernel.org/filesystems/ext4/globals.html): 0 or 8.
 // Meant: other types that come here get whatever these bytes hold on their devices.
-int HandleExt2(int fd, const std::string& type, std::int64_t& physicalSize) {
+int HandleExt2(const SharedFile& file, const Mounts& mounts, int nfsTimeout,
+               std::int64_t& physicalSize) {
     TraceScope scope("HandleExt2");
     constexpr off_t superBlock = 1024;
-    if (lseek(fd, superBlock, SEEK_SET) != superBlock) {
-        logMsg(message::STA0098E, {withErrnoText(type, errno)});
+    constexpr std::size_t blockLength = 256;
+    if (lseek(file->get(), superBlock, SEEK_SET) != superBlock) {
+        logMsg(message::STA0098E, {withErrnoText(mounts.type, errno)});
         return kDeviceUnreadable;
     }
-    std::array<unsigned char, 256> block{};
-    errno = EIO;  // of a device that is too short
-    if (readWhole(fd, block.data(), block.size()) != static_cast<ssize_t>(block.size())) {
-        logMsg(message::STA0099E, {withErrnoText(type, errno)});
+    std::string block;
+    int error = readFileInTime(file, mounts.device, blockLength, nfsTimeout, block);
+    if (error == 0 && block.size() < blockLength)
+        error = EIO;  // the device is too short
+    if (error != 0) {
+        logMsg(message::STA0099E, {withErrnoText(mounts.type, error)});
         return kDeviceUnreadable;
     }
     const std::uint32_t blockCount = littleEndian32(&block[4]);
@@ -203,6 +207,12 @@ Mounts::Mounts(std::string path) : tablePath(std::move(path)) {}
 
 Mounts::~Mounts() = default;
 
+void Mounts::nameClusters(int nfsTimeout) {
+    TraceScope scope("Mounts::nameClusters");
+    namesClusters = true;
+    clusterTimeout = nfsTimeout;
+}
+
 bool Mounts::openMnttab() {
     TraceScope scope("Mounts::openMnttab");
     file.reset(openFile(tablePath.c_str(), O_RDONLY | O_CLOEXEC));
@@ -243,6 +253,8 @@ bool Mounts::nextMount() {
 
         mountPoint = row.mnt_dir;
         if (type.starts_with("grfs") || type.starts_with("gridfs")) {
+            if (!namesClusters)
+                continue;
             type = "gridfs";
             return getGridfsClusterName(mountPoint);
         }
@@ -257,28 +269,14 @@ bool Mounts::nextMount() {
 /// The device of such a mount is the name of the first directory in it.
 bool Mounts::getGridfsClusterName(const std::string& directory) {
     TraceScope scope("Mounts::getGridfsClusterName");
-    struct CloseDirectory {
-        void operator()(DIR* stream) const noexcept { closedir(stream); }
-    };
-    const std::unique_ptr<DIR, CloseDirectory> stream(opendir(directory.c_str()));
-    bool failed = !stream;
+    SharedFile stream;
     device.clear();
-    while (!failed && device.empty()) {
-        errno = 0;
-        const struct dirent* const entry = readdir(stream.get());
-        if (!entry) {
-            failed = errno != 0;
-            break;
-        }
-        if (entry->d_name[0] == '.')
-            continue;
-        struct stat status {};
-        failed = lstat((directory + "/" + entry->d_name).c_str(), &status) != 0;
-        if (!failed && S_ISDIR(status.st_mode))
-            device = entry->d_name;
-    }
-    if (failed)
-        logMsg(message::STA0620E, {errnoText(errno)});
+    int error = openFileInTime(directory, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC,
+                               clusterTimeout, stream);
+    if (error == 0)
+        error = firstDirectoryInTime(stream, directory, clusterTimeout, device);
+    if (error != 0)
+        logMsg(message::STA0620E, {errnoText(error)});
     if (device.empty())
         logMsg(message::STA0622E);
     return !device.empty();
@@ -339,19 +337,21 @@ int Mounts::statFS(Filesystem& filesystem, int nfsTimeout) {
             static_cast<long>(in512Bytes(figures.f_blocks - figures.f_bfree, figures.f_frsize) /
                               2));
 
-    return GetPhysicalSize(filesystem, *this);
+    return GetPhysicalSize(filesystem, *this, nfsTimeout);
 }
 
-int Mounts::GetPhysicalSize(Filesystem& filesystem, const Mounts& mounts) {
+int Mounts::GetPhysicalSize(Filesystem& filesystem, const Mounts& mounts, int nfsTimeout) {
     TraceScope scope("Mounts::GetPhysicalSize");
     const std::string& type = mounts.type;
     if (!type.starts_with("ext") && !type.starts_with("msdos") && !type.starts_with("fat"))
         return 0;
 
-    const UniqueFd fd(openFile(mounts.device.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!fd) {
-        logMsg(message::STA0097E, {withErrnoText(mounts.device, errno)});
+    SharedFile opened;
+    const int error =
+        openFileInTime(mounts.device, O_RDONLY | O_CLOEXEC | O_NONBLOCK, nfsTimeout, opened);
+    if (error != 0) {
+        logMsg(message::STA0097E, {withErrnoText(mounts.device, error)});
         return kNoDevice;
     }
-    return HandleExt2(fd.get(), type, filesystem.fsPhysicalSize);
+    return HandleExt2(opened, mounts, nfsTimeout, filesystem.fsPhysicalSize);
 }

@@ -30,6 +30,11 @@ public:
     /// that takes; raises ScanAbortException if the job is told to stop meanwhile.
     [[nodiscard]] virtual bool openMnttab();
 
+    /// Has rows of clusters read too, which go by the name of a directory in them: their file
+    /// systems are asked for it, for `nfsTimeout` seconds at most in each call, 0 for any time.
+    /// Without this such rows are left out, and no file system of the table is asked anything.
+    void nameClusters(int nfsTimeout);
+
     /// True with the next row in the fields; false at the end, or after a failure that
     /// was logged, when the rest of the table is not read.
     [[nodiscard]] virtual bool nextMount();
@@ -43,8 +48,10 @@ public:
     [[nodiscard]] int statFS(Filesystem& filesystem, int nfsTimeout);
 
     /// Fills `fsPhysicalSize` from the device where its type tells how: 0, 4 if the device
-    /// does not open, 8 if it cannot be read. Other types: 0, nothing done.
-    [[nodiscard]] static int GetPhysicalSize(Filesystem& filesystem, const Mounts& mounts);
+    /// does not open, 8 if it cannot be read. Other types: 0, nothing done. Each call to the
+    /// device may take `nfsTimeout` seconds, 0 for any time.
+    [[nodiscard]] static int GetPhysicalSize(Filesystem& filesystem, const Mounts& mounts,
+                                             int nfsTimeout);
 
     std::string device;
     std::string mountPoint;
@@ -62,4 +69,6 @@ private:
     UniqueFd file;                                   // holds the lock of the table
     std::string content;                             // of the table
     std::unique_ptr<std::FILE, CloseStream> mnttab;  // reads `content`; null behind its end
+    bool namesClusters = false;
+    int clusterTimeout = 0;  // seconds
 };

@@ -10,6 +10,7 @@
 #include "Common/unix/pssignal.h"
 #include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
+#include "Scan/AgentScan.h"
 #include "Scan/FilesystemScan.h"
 #include "common/ut/TraceScope.h"
 
@@ -46,12 +47,32 @@ std::vector<std::string> fewKeys(const NasFiler& filer, const std::string& expor
     return keys;
 }
 
+/// True for what can be the name of a directory and stand for a cluster.
+bool isClusterName(const std::string& key) {
+    return !key.empty() && key.front() != '.' && key.find('/') == std::string::npos;
+}
+
+/// True if the file system can be a cluster. Asks for no address: see candidateKeys().
+bool mayBeCluster(const Filesystem& filesystem) {
+    TraceScope scope("mayBeCluster");
+    if (filesystem.filer && filesystem.filer->nfOSType == kFewKeys)
+        return isClusterName(filesystem.filer->nfName);
+    return isClusterName(filesystem.filer ? "name:" + filesystem.fsMountPoint
+                                          : filesystem.fsMountPoint);
+}
+
 }  // namespace
 
 std::int32_t FilesystemScan::makeMountsMap(MountsMap& map, bool resolve) {
     TraceScope scope("FilesystemScan::makeMountsMap");
     map.clear();
     Mounts table;
+    // A mount that nobody asks for may be dead, so none is asked for its name without need.
+    Filesystem* member = scanObject ? scanObject->getFilesystems() : nullptr;
+    while (member && !mayBeCluster(*member))
+        member = member->next;
+    if (member)
+        table.nameClusters(nfsTimeout);
     if (handleMounts(map, table, resolve))
         return 0;
     trTrace(naMin, "handleMounts(...) returned false");

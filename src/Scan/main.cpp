@@ -44,6 +44,7 @@
 ///   The storage model, Probe/
 ///     Filesystem            a file system: its record in definition and result
 ///     Mounts                the mount table, space figures
+///     guardedFiles          files of file systems that may be dead
 ///     NasFiler, Domain, LdapTree  file servers
 ///
 ///   Services of the agent's job programs, Common/

@@ -6,6 +6,7 @@
 #include "Common/GenericException.h"
 #include "Probe/Filesystem.h"
 #include "Probe/Mounts.h"
+#include "support/HangingMount.h"
 #include "support/LogTest.h"
 #include "support/inChild.h"
 
@@ -14,9 +15,12 @@ namespace {
 class MountsTest : public LogTest {
 protected:
     /// The rows of a mount table: "device|mount point|type|options", a line for each.
-    std::string rows(const std::string& text) const {
+    /// With a time-out below 0 clusters are not asked for.
+    std::string rows(const std::string& text, int nfsTimeout = 0) const {
         tree.write("mtab", text);
         Mounts row(tree.path("mtab"));
+        if (nfsTimeout >= 0)
+            row.nameClusters(nfsTimeout);
         std::string t = row.openMnttab() ? "" : "not open";
         while (row.nextMount())
             t += row.device + "|" + row.mountPoint + "|" + row.type + "|" + row.options + "\n";
@@ -26,7 +30,7 @@ protected:
         Mounts row;
         row.device = tree.path(device);
         row.type = type;
-        return Mounts::GetPhysicalSize(filesystem, row);
+        return Mounts::GetPhysicalSize(filesystem, row, 5);
     }
 
     Filesystem filesystem;
@@ -89,12 +93,49 @@ TEST_F(MountsTest, AClusterIsNamedByItsFirstDirectory) {
     tree.mkdirp("full/.hidden");
     tree.mkdirp("full/cluster1");
     tree.touch("full/file");
+    tree.mkdirp("empty");
+    tree.mkdirp("many");
+    for (int i = 0; i < 300; ++i)
+        tree.touch("many/" + std::string(100, 'x') + std::to_string(i));
     const std::string full = "any " + tree.path("full") + " grfs2 rw 0 0\n";
     const std::string row = "cluster1|" + tree.path("full") + "|gridfs|\n";
-    EXPECT_EQ(row, rows(full + "any " + tree.path("full/.hidden") + " gridfs rw 0 0\n" + full));
-    EXPECT_TRUE(logged("STA0622E", "No cluster name was found."));
+    for (const int nfsTimeout : {0, 5}) {
+        for (const char* const unnamed : {"empty", "full/.hidden", "many"}) {
+            const std::string bad = "any " + tree.path(unnamed) + " gridfs rw 0 0\n";
+            EXPECT_EQ(row, rows(full + bad + full, nfsTimeout)) << unnamed;
+            EXPECT_TRUE(logged("STA0622E", "No cluster name was found."));
+        }
+    }
     EXPECT_EQ("", rows("any /no/such gridfs rw 0 0\n" + full));
     EXPECT_NE(std::string::npos, tree.read("log").find("STA0620E"));
+}
+
+TEST_F(MountsTest, AMountThatHangsIsAskedOnlyIfItsNameIsWanted) {
+    SKIP_UNLESS_ROOT_CAN_MOUNT();
+    tree.mkdirp("hung");
+    const HangingMount server(tree.path("hung"), 1);
+    const std::string table =
+        "any " + tree.path("hung") + " gridfs rw 0 0\n/dev/a /a xfs rw 0 0\n";
+    const std::string named = "sub|" + tree.path("hung") + "|gridfs|\n/dev/a|/a|xfs|\n";
+    EXPECT_EQ(named, rows(table, 1));
+    server.tell("hold *");
+    EXPECT_EQ("/dev/a|/a|xfs|\n", rows(table, -1));
+    EXPECT_FALSE(tree.exists("log"));
+    EXPECT_EQ("", rows(table, 1));
+    const std::string report = "could not be read: Stale file handle\n";
+    EXPECT_NE(std::string::npos, tree.read("log").find(report)) << tree.read("log");
+    server.tell("hold sub");
+    EXPECT_EQ("", rows(table, 1));
+    server.tell("hold 0");
+    EXPECT_EQ(4, [&] {
+        Mounts device;
+        device.device = tree.path("hung/0");
+        device.type = "ext4";
+        return Mounts::GetPhysicalSize(filesystem, device, 1);
+    }());
+    EXPECT_TRUE(logged("STA0097E", "/hung/0 - Stale file handle"));
+    server.tell("answer .");
+    EXPECT_EQ(named, rows(table, 1));
 }
 
 TEST_F(MountsTest, FillsTheSpaceFigures) {

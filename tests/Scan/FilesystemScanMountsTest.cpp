@@ -15,6 +15,7 @@ protected:
         tree.write("mtab", rows);
         FilesystemScan::MountsMap map;
         Mounts table(tree.path("mtab"));
+        table.nameClusters(0);
         EXPECT_EQ(understood, scan.handleMounts(map, table, resolve));
         std::string text;
         for (const auto& [key, row] : map)

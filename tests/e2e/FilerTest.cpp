@@ -88,4 +88,21 @@ TEST_F(FilerTest, ExportsAreFoundUnderAnyNameAndWalkedFilerByFiler) {
         EXPECT_NE(std::string::npos, run.log().find(text)) << text;
 }
 
+TEST_F(FilerTest, ClustersAreAskedForTheirNamesOnlyIfOneIsWanted) {
+    const std::string table = tree.read("etc/mtab");
+    tree.mkdirp("m2/cluster");
+    tree.write("etc/mtab", "any " + tree.path("m2") + " gridfs\nany /dead gridfs\n" + table);
+    static_cast<void>(scan({
+        {7, tree.path("m7")}
+    }));
+    EXPECT_EQ(0, run.exitCode) << run.log();
+    static_cast<void>(scan({
+        {7, tree.path("m7")},
+        {2, "cluster"      }
+    }));
+    EXPECT_EQ(4, run.exitCode);  // for the table ends where a name cannot be read
+    EXPECT_NE(std::string::npos, run.logged().find("STA0620E STA0622E"));
+    EXPECT_EQ("2", run.value("SSummary", "sumFileCount"));
+}
+
 }  // namespace
