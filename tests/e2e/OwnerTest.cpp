@@ -65,7 +65,7 @@ TEST_F(OwnerTest, ANumberThatCannotBeLookedUpIsNoOrphan) {
     EXPECT_NE(std::string::npos, run.log().find(report)) << run.log();
 
     // A database that hangs is one that fails.
-    start("hang", {"-nfstimeout", "1"});
+    start("hang", {"-nfstimeout", "2"});
     EXPECT_EQ(4, run.exitCode);
     EXPECT_EQ("4712 0, 4711 0, 0 0, 0 orphans", owners());
     EXPECT_NE(std::string::npos, run.log().find(report)) << run.log();

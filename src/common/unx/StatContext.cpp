@@ -14,8 +14,9 @@
 
 namespace {
 
-constexpr std::size_t kStackSize = 262144;  // bytes
-constexpr long kSignalLength = 1;           // bytes of a tap
+// Bytes. File system calls need little of it; the modules that look up owners are not ours.
+constexpr std::size_t kStackSize = 1048576;
+constexpr long kSignalLength = 1;  // bytes of a tap
 
 /// A descriptor of a pipe that does not block. A failure is traced and the work goes on.
 void prepareDescriptor(int fd) {

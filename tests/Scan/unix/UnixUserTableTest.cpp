@@ -138,7 +138,7 @@ TEST_F(UnixUserTableTest, ALookUpThatHangsDelaysTheOthersNoMore) {
     const auto began = Clock::now();
     for (std::uint32_t number = 2; number < 1000; ++number)
         EXPECT_EQ(std::to_string(number) + " 0", owner(table, number));
-    EXPECT_GT(std::chrono::seconds(4), Clock::now() - began);
+    EXPECT_GT(std::chrono::seconds(10), Clock::now() - began);
     EXPECT_EQ(998U, table.takeFailures().owners);
     answers.hangs = false;
     for (int i = 0; i < 1000 && owner(table, 2) != "two 0"; ++i) {
