@@ -47,7 +47,7 @@ ScanRun::ScanRun() {
     std::filesystem::copy(SCAN_NLS_DIR, tree.path("nls"),
                           std::filesystem::copy_options::recursive);
     tree.write("bin/Agent",
-               "#!/bin/sh\ncd \"${0%/bin/*}\"; echo \"$*\" >told; exit $(cat answer)");
+               "#!/bin/sh\ncd \"${0%/bin/*}\"; echo \"$*\" >>told || exit; exit $(cat answer)");
     tree.chmod("bin/Agent", 0755);
 }
 
@@ -64,8 +64,10 @@ void ScanRun::start(const std::vector<std::string>& more) {
 }
 
 void ScanRun::startPlain(const std::vector<std::string>& arguments) {
-    for (const char* const left : {"told", kJobFile, kResources})
-        unlink(tree.path(left).c_str());
+    for (const char* const left : {"told", kJobFile, kResources}) {
+        if (!keepsLocks || left != kResources)
+            unlink(tree.path(left).c_str());
+    }
     tree.write("answer", std::to_string(agentAnswer));
     std::array<int, 2> out{};
     std::array<int, 2> agent{};

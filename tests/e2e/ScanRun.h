@@ -57,6 +57,7 @@ public:
 
     TempTree tree;                            // the install tree
     int agentAnswer = 1;                      // exit code of the agent's notify program
+    bool keepsLocks = false;                  // those that earlier runs left stay
     std::function<void()> inChild;            // called in the process before it starts
     std::function<void(pid_t)> whileRunning;  // called once the process has started
     int exitCode = -1;   // of the process; 128 and a signal number if it was killed
