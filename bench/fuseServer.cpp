@@ -13,6 +13,8 @@
 ///     break N     fail when a directory is listed from its entry N on
 ///     stick N     keep those requests instead
 ///
+///     lie .       attributes are extremes from now on, and "sub" holds another, fifty deep
+///
 /// Ends with its parent, or after some minutes, whatever is held: nothing hangs for ever.
 
 #include <algorithm>
@@ -24,6 +26,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <iostream>
+#include <limits>
 #include <linux/fuse.h>
 #include <map>
 #include <poll.h>
@@ -40,8 +43,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint64_t kSub = 2;                             // inode of the directory
-constexpr std::uint64_t kFirstFile[] = {0, 1000, 1'000'000};  // inode of "0", by directory
+constexpr std::uint64_t kSub = 2;             // inode of the directory
+constexpr std::uint64_t kLowestSub = 50;      // in a server that lies
+constexpr std::uint64_t kDirectories = 1000;  // inodes below it are directories
+
+/// Inode of the file "0" of a directory.
+std::uint64_t firstFile(std::uint64_t directory) {
+    return directory < kSub ? kDirectories : (directory - 1) * 1'000'000;
+}
 
 struct Request {
     fuse_in_header header;
@@ -50,6 +59,7 @@ struct Request {
 
 int device = -1;
 std::uint64_t files = 0;
+bool lies = false;
 std::string heldName;  // empty for none
 std::vector<Request> held;
 std::multimap<Clock::time_point, Request> late;
@@ -69,24 +79,41 @@ void reply(const Request& request, int error, const void* data, std::size_t size
     static_cast<void>(writev(device, parts.data(), size > 0 ? 2 : 1));
 }
 
+bool hasSub(std::uint64_t directory) {
+    return directory == FUSE_ROOT_ID || (lies && directory < kLowestSub);
+}
+
 /// 0 if there is no such entry.
 std::uint64_t inodeOf(std::uint64_t directory, const std::string& name) {
-    if (directory == FUSE_ROOT_ID && name == "sub")
-        return kSub;
+    if (name == "sub" && hasSub(directory))
+        return directory + 1;
     const std::uint64_t number = std::strtoull(name.c_str(), nullptr, 10);
-    return number < files && name == std::to_string(number) ? kFirstFile[directory] + number
-                                                            : 0;
+    return number < files && name == std::to_string(number) ? firstFile(directory) + number : 0;
+}
+
+void exaggerate(fuse_attr& attributes) {
+    constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
+    std::uint64_t* const fields[] = {&attributes.size, &attributes.blocks, &attributes.mtime,
+                                     &attributes.atime, &attributes.ctime};
+    const std::uint64_t values[] = {most, 0, most - 1, most / 1000};
+    *fields[attributes.ino % 5] = values[attributes.ino / 5 % 4];
+    if (attributes.ino % 5 == 2)  // times of two hundred billion years ago
+        attributes.mtime = attributes.atime = most + 1 + attributes.ino;
+    attributes.uid = static_cast<std::uint32_t>(attributes.ino * 0x1000001);
+    attributes.nlink = attributes.ino % 7 == 0 ? 0xFFFFFFFF : attributes.ino % 7 == 1 ? 0 : 1;
 }
 
 void describe(fuse_attr& attributes, std::uint64_t inode) {
     attributes.ino = attributes.size = inode;
-    attributes.mode = inode <= kSub ? S_IFDIR | 0755 : S_IFREG | 0644;
+    attributes.mode = inode < kDirectories ? S_IFDIR | 0755 : S_IFREG | 0644;
     attributes.nlink = 1;
+    if (lies)
+        exaggerate(attributes);
 }
 
 std::string entriesOf(std::uint64_t directory, const fuse_read_in& from) {
     std::string out;
-    const std::uint64_t count = files + (directory == kSub ? 0 : 1);
+    const std::uint64_t count = files + (hasSub(directory) ? 1U : 0U);
     for (std::uint64_t i = from.offset; i < std::min(count, brokenAt); ++i) {
         const std::string name = i < files ? std::to_string(i) : "sub";
         fuse_dirent entry{};
@@ -177,6 +204,7 @@ void obey() {
     if (!(std::cin >> command >> argument))
         std::exit(0);
     heldName = command == "hold" ? argument : "";
+    lies = lies || command == "lie";
     lateness = std::chrono::microseconds(command == "late" ? std::stol(argument) : 0);
     sticks = command == "stick";
     brokenAt = sticks || command == "break" ? std::stoull(argument) : UINT64_MAX;
