@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <exception>
+#include <new>
 #include <utility>
+#include <vector>
 
+#include "common/mem/lastReserve.h"
 #include "common/nls/nls.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
@@ -17,10 +21,23 @@ namespace {
 constexpr std::size_t kMaxInsert = 4604;  // characters
 constexpr int kOpenFailed = 9;
 constexpr int kNoName = 11;
+constexpr int kNoMemory = 102;
 constexpr std::uint32_t kRetainDays = 10000;
 
-std::string insertText(std::string_view text) {
-    return text.empty() ? "<NULL>" : std::string(text.substr(0, kMaxInsert));
+/// Does what a log has to do, also without memory, and raises nothing.
+template <class Work>
+int withoutFailing(const Work& work) noexcept {
+    const ReserveUse reserve;
+    try {
+        return work();
+    } catch (const std::exception&) {
+        return kNoMemory;
+    }
+}
+
+void print(const std::string& text) {
+    std::printf("%s\n", text.c_str());
+    std::fflush(stdout);
 }
 
 /// True for three letters, four digits and a letter.
@@ -38,65 +55,75 @@ bool isIdentifier(const std::string& text) {
 
 }  // namespace
 
-MessageInsert::MessageInsert(std::string_view text) : value(printable(insertText(text))) {}
-
-MessageInsert MessageInsert::lines(const std::string& text) {
-    MessageInsert insert;
-    insert.value = insertText(text);
-    return insert;
+std::string MessageInsert::text() const {
+    if (value.empty())
+        return "<NULL>";
+    const std::string_view cut = value.substr(0, kMaxInsert);
+    return keepsLines ? std::string(cut) : printable(cut);
 }
 
 LogManager::LogManager(std::string logPath)
-    : m_LogName(std::move(logPath)), mutex(pkCreateMutex()) {}
-
-int LogManager::getMsg(std::string& result, int number, std::string_view identifier,
-                       MessageInserts inserts) {
-    TraceScope scope("LogManager::getMsg");
-    NlsValues values;
-    for (const MessageInsert& insert : inserts)
-        values.emplace_back(insert.view());
-
-    result = nlMessageText(number, values);
-    if (identifier.empty())
-        result.clear();
-    // The caller's identifier takes the place of the catalog's; labels carry none.
-    if (!identifier.empty() && identifier.back() != 'T')
-        result.replace(0, std::min(identifier.size(), result.size()),
-                       identifier.substr(0, result.size()));
-    return 0;
+    : m_LogName(std::move(logPath)), mutex(pkCreateMutex()) {
+    if (!mutex)
+        throw std::bad_alloc();  // a log without its lock would be silent
 }
 
-int LogManager::logMsg(int number, std::string_view identifier, MessageInserts inserts) {
+int LogManager::getMsg(std::string& result, int number, std::string_view identifier,
+                       MessageInserts inserts) noexcept {
+    TraceScope scope("LogManager::getMsg");
+    return withoutFailing([&] {
+        std::vector<std::string> texts;
+        texts.reserve(inserts.size());
+        for (const MessageInsert& insert : inserts)
+            texts.push_back(insert.text());
+
+        result = nlMessageText(number, NlsValues(texts.begin(), texts.end()));
+        if (identifier.empty())
+            result.clear();
+        // The caller's identifier takes the place of the catalog's; labels carry none.
+        if (!identifier.empty() && identifier.back() != 'T')
+            result.replace(0, std::min(identifier.size(), result.size()),
+                           identifier.substr(0, result.size()));
+        return 0;
+    });
+}
+
+int LogManager::logMsg(int number, std::string_view identifier,
+                       MessageInserts inserts) noexcept {
     TraceScope scope("LogManager::logMsg");
+    const ReserveUse reserve;  // also for what getMsg() leaves behind
     std::string text;
     getMsg(text, number, identifier, inserts);
     return text.empty() ? 0 : LogActivityLog(text);
 }
 
-int LogManager::printMsg(int number, std::string_view identifier, MessageInserts inserts) {
+int LogManager::printMsg(int number, std::string_view identifier,
+                         MessageInserts inserts) noexcept {
     TraceScope scope("LogManager::printMsg");
     std::string text;
     getMsg(text, number, identifier, inserts);
-    if (!text.empty()) {
-        std::printf("%s\n", text.c_str());
-        std::fflush(stdout);
-    }
+    if (!text.empty())
+        print(text);
     return 0;
 }
 
 int LogManager::logAndPrintMsg(int number, std::string_view identifier,
-                               MessageInserts inserts) {
+                               MessageInserts inserts) noexcept {
     TraceScope scope("LogManager::logAndPrintMsg");
     std::string text;
     getMsg(text, number, identifier, inserts);
     const int rc = text.empty() ? 0 : LogActivityLog(text);
-    std::printf("%s\n", text.c_str());
-    std::fflush(stdout);
+    print(text);
     return rc;
 }
 
-int LogManager::LogActivityLog(const std::string& text) {
+int LogManager::LogActivityLog(const std::string& text) noexcept {
     TraceScope scope("LogManager::LogActivityLog");
+    return withoutFailing([&] { return appendLine(text); });
+}
+
+int LogManager::appendLine(const std::string& text) {
+    TraceScope scope("LogManager::appendLine");
     const pkMutexHolder lock(mutex.get());
     if (!lock.held())
         return PS_LOCK_FAILED;
@@ -126,18 +153,21 @@ void LogManager::setLogName(const std::string& path) {
     m_LogName = path;
 }
 
-void logMsg(const MessageId& id, MessageInserts inserts) {
+void logMsg(const MessageId& id, MessageInserts inserts) noexcept {
     if (logManager)
         logManager->logMsg(id.number, id.identifier, inserts);
 }
 
-void logFailure(const GenericException& failure) {
+void logFailure(const GenericException& failure) noexcept {
     TraceScope scope("logFailure");
     if (!logManager)
         return;
-    const int number = static_cast<int>(failure.getMsgID());
-    std::string identifier = failure.getMessage();
-    if (!isIdentifier(identifier))
-        identifier = nlMessageText(number, {"", ""}).substr(0, 8);
-    logManager->logMsg(number, identifier, {failure.getCause(), failure.getMessage()});
+    withoutFailing([&failure] {
+        const int number = static_cast<int>(failure.getMsgID());
+        std::string identifier = failure.getMessage();
+        if (!isIdentifier(identifier))
+            identifier = nlMessageText(number, {"", ""}).substr(0, 8);
+        return logManager->logMsg(number, identifier,
+                                  {failure.getCause(), failure.getMessage()});
+    });
 }

@@ -217,12 +217,12 @@ bool ExecScan::scanAndWrite(AgentScan& request) {
     } catch (GenericException* thrown) {
         const std::unique_ptr<GenericException> failure(thrown);
         trTrace(naMax, "Filesystem already in locked by another scan process: %s",
-                std::string(MessageInsert(failure->getCause()).view()).c_str());
+                MessageInsert(failure->getCause()).text().c_str());
         // Meant: what is locked by now stays locked until another process finds it stale.
         returnCode = kStopped;
     } catch (ScanAbortException* thrown) {
         const std::unique_ptr<ScanAbortException> failure(thrown);
-        trError("%s", std::string(MessageInsert(failure->getMessage()).view()).c_str());
+        trError("%s", MessageInsert(failure->getMessage()).text().c_str());
         closeResult();
         unlock();
         returnCode = kStopped;

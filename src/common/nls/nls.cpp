@@ -207,6 +207,8 @@ int nlSetUp(const NlsSettings& settings) {
     nls.errFileName = settings.errorLog;
     if (!nls.mutex)
         nls.mutex.reset(pkCreateMutex());
+    if (!nls.mutex)
+        return kFailed;  // all texts would be empty
 
     const bool agentProgram = settings.programType >= 9 && settings.programType <= 11;
     const std::string file = agentProgram ? settings.catalog : "kelclientV3.cat";

@@ -1,9 +1,9 @@
 #include "common/nls/nlsBuffer.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <new>
 #include <string>
 
 namespace {
@@ -12,10 +12,10 @@ constexpr std::size_t kStep = 4096;  // bytes
 
 }  // namespace
 
-nlsBuffer::nlsBuffer() : buffer(static_cast<char*>(std::malloc(kStep))) {}
+nlsBuffer::nlsBuffer() : buffer(new (std::nothrow) char[kStep]) {}
 
 nlsBuffer::~nlsBuffer() {
-    std::free(buffer);
+    delete[] buffer;
 }
 
 bool nlsBuffer::reserve(std::size_t need) {
@@ -24,16 +24,16 @@ bool nlsBuffer::reserve(std::size_t need) {
     if (kilobytes * 1024 >= need)
         return true;
     const std::size_t size = (need / kStep + 1) * kStep;
-    void* const grown = std::realloc(buffer, size);
-    if (!grown) {
-        std::free(buffer);
-        buffer = nullptr;
+    char* const grown = new (std::nothrow) char[size];
+    if (grown) {
+        std::memcpy(grown, buffer, used);
+        kilobytes = size / 1024;
+    } else {
         used = 0;
-        return false;
     }
-    buffer = static_cast<char*>(grown);
-    kilobytes = size / 1024;
-    return true;
+    delete[] buffer;
+    buffer = grown;
+    return grown != nullptr;
 }
 
 void nlsCharBuffer::append(std::string_view text) {
@@ -69,6 +69,6 @@ void nlsWcharBuffer::append(std::wstring_view text) {
 }
 
 std::wstring_view nlsWcharBuffer::getBuffer() const {
-    // Memory of malloc is aligned for every type.
+    // Memory of operator new is aligned for every type.
     return {reinterpret_cast<const wchar_t*>(buffer), used / sizeof(wchar_t)};
 }
