@@ -1,5 +1,7 @@
 #include "Common/TagExpression.h"
 
+#include <new>
+
 #include <pcrecpp.h>
 
 namespace {
@@ -11,6 +13,15 @@ bool mayBeTag(const std::string& line) {
     return line.size() <= kMaxTagLine && !line.empty() && line.back() == ']';
 }
 
+/// Whether a line matches. An expression for which there was no memory would match nothing, and
+/// the definition would be empty.
+template <class... Parts>
+bool matches(const pcrecpp::RE& expression, const std::string& line, Parts... parts) {
+    if (!expression.error().empty())
+        throw std::bad_alloc();
+    return expression.FullMatch(line, parts...);
+}
+
 }  // namespace
 
 bool isOpenTag(const std::string& line, std::string* name) {
@@ -20,7 +31,7 @@ bool isOpenTag(const std::string& line, std::string* name) {
 
     std::string bracket;
     std::string text;
-    if (!expression.FullMatch(line, &bracket, &text))
+    if (!matches(expression, line, &bracket, &text))
         return false;
     if (name)
         *name = text;
@@ -29,5 +40,5 @@ bool isOpenTag(const std::string& line, std::string* name) {
 
 bool isCloseTag(const std::string& line) {
     static const pcrecpp::RE expression(R"((^\s*\[/){1}([a-zA-Z0-9]+)(\]$){1})");
-    return mayBeTag(line) && expression.FullMatch(line);
+    return mayBeTag(line) && matches(expression, line);
 }
