@@ -48,6 +48,11 @@ inline constexpr MessageId STA0620E{2325, "STA0620E"};  // cluster directory unr
 inline constexpr MessageId STA0622E{2327, "STA0622E"};  // no cluster name
 inline constexpr MessageId STA0647E{2352, "STA0647E"};  // nothing to scan
 inline constexpr MessageId STA9001W{9001, "STA9001W"};  // not looked up: file system, counts
+inline constexpr MessageId STA9002E{9002, "STA9002E"};  // ended: no memory
+inline constexpr MessageId STA9003E{9003, "STA9003E"};  // ended: result not written: text
+inline constexpr MessageId STA9004W{9004, "STA9004W"};  // ended: told to stop
+inline constexpr MessageId STA9005E{9005, "STA9005E"};  // ended: broke: text
+inline constexpr MessageId STA9006E{9006, "STA9006E"};  // ended: runs already: process id
 inline constexpr MessageId STA9010W{9010, "STA9010W"};  // monitored directory left out: path
 
 }  // namespace message

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
+#include <new>
 
 #include "Common/AgentArgs.h"
 #include "Common/Component.h"
@@ -20,6 +22,7 @@
 #include "Scan/DefinitionLoader.h"
 #include "Scan/FilesystemScan.h"
 #include "common/mem/keMalloc.h"
+#include "common/mem/lastReserve.h"
 #include "common/nls/nls.h"
 #include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
@@ -36,6 +39,16 @@ constexpr unsigned kNotifyLimit = 21600;  // seconds
 constexpr int kScheduled = 1;             // of createJobFile()
 constexpr char kVersionText[] = "scan " SCAN_VERSION;
 
+/// Makes a step of an ending, which goes on whether the step succeeds or not.
+template <class Step>
+void attempt(const Step& step) noexcept {
+    try {
+        step();
+    } catch (const std::exception& failure) {
+        trError("%s", failure.what());
+    }
+}
+
 std::string currentTimeText() {
     return std::to_string(currentSeconds());
 }
@@ -47,10 +60,38 @@ ExecScan::ExecScan() : Object("ExecScan") {}
 ExecScan::~ExecScan() = default;
 
 std::int32_t ExecScan::startScan(int argc, const char* const* argv) {
-    cmdArgs = std::make_unique<AgentArgs>(argc, argv, AgentArgs::kProgramScan);
-    setUpServices();
+    try {
+        cmdArgs = std::make_unique<AgentArgs>(argc, argv, AgentArgs::kProgramScan);
+        setUpServices();
+        TraceScope scope("ExecScan::startScan");
+        startJob();
+        runJob();
+    } catch (const std::bad_alloc&) {
+        abandonJob(message::STA9002E, "");
+        throw;
+    } catch (const std::exception& failure) {
+        abandonJob(message::STA9005E, failure.what());
+        throw;
+    } catch (const std::exception* failure) {
+        abandonJob(message::STA9005E, failure->what());
+        throw;
+    } catch (const GenericException*) {
+        abandonJob(message::STA9005E, "GenericException");
+        throw;
+    } catch (const ScanAbortException*) {
+        abandonJob(message::STA9005E, "ScanAbortException");
+        throw;
+    } catch (const VEXIOException*) {
+        abandonJob(message::STA9005E, "VEXIOException");
+        throw;
+    }
+    cleanUp();
+    return returnCode;
+}
 
-    TraceScope scope("ExecScan::startScan");
+/// Tells the agent whether the job has come up; one that has not ends here.
+void ExecScan::startJob() {
+    TraceScope scope("ExecScan::startJob");
     setSignalHandlers();
     if (cmdArgs->command == AgentArgs::kCommandVersion) {
         std::printf("%s\n", kVersionText);
@@ -60,19 +101,8 @@ std::int32_t ExecScan::startScan(int argc, const char* const* argv) {
     sendAgentStartStatus(cmdArgs->agentCom, returnCode == 0 ? '1' : '3');
     if (returnCode != 0)
         cleanAndExit();
+    started = true;
     // Beyond this point the agent is told of the end in every case.
-
-    try {
-        runJob();
-    } catch (const std::exception&) {
-        abandonJob();
-        throw;
-    } catch (const std::exception*) {
-        abandonJob();
-        throw;
-    }
-    cleanUp();
-    return returnCode;
 }
 
 /// The job that the agent knows to run, until the agent knows its end.
@@ -81,6 +111,10 @@ void ExecScan::runJob() {
     logMsg(message::AGT0146I);
     setStartTime();
     jobFile = createJobFile(COMPONENT_SCAN, *cmdArgs, kScheduled);
+    if (jobFile.runningProcess != 0) {
+        leaveToOther();
+        return;
+    }
     const std::string definitionFile = definitionPath(*cmdArgs);
     std::unique_ptr<AgentScan> agentScan = loadDefinition(definitionFile);
     trTrace(naMax, "END OF <while( (efNext = pa->findNextEntity(ef)) != NULL )>.");
@@ -95,22 +129,56 @@ void ExecScan::runJob() {
     else if (finished)
         logMsg(message::STA0161I);
     tellAgent();
+    removeDefinition(definitionFile);
+}
 
-    // At the highest trace level the definition stays, as the thing to look at.
-    if (naMax == 0 && !definitionFile.empty() && psFileExists(definitionFile))
-        static_cast<void>(psRemoveFile(definitionFile));
+/// Ends a job whose run is under way in another process: its files belong to that.
+void ExecScan::leaveToOther() {
+    TraceScope scope("ExecScan::leaveToOther");
+    returnCode = kStopped;
+    logMsg(message::STA9006E, {std::to_string(jobFile.runningProcess)});
+    setEndTime();
+    tellAgent();
+}
+
+/// At the highest trace level the definition stays, as the thing to look at. The agent has been
+/// told: nothing that fails here matters.
+void ExecScan::removeDefinition(const std::string& path) noexcept {
+    TraceScope scope("ExecScan::removeDefinition");
+    attempt([&path] {
+        if (naMax == 0 && !path.empty() && psFileExists(path))
+            static_cast<void>(psRemoveFile(path));
+    });
 }
 
 /// Ends a job that nobody can save, such as one without memory: the agent, which has seen
 /// it start, hears of its end, and what cannot be trusted goes.
-void ExecScan::abandonJob() {
+void ExecScan::abandonJob(const MessageId& why, const char* reason) noexcept {
+    const ReserveUse reserve;
     TraceScope scope("ExecScan::abandonJob");
-    closeResult();
-    unlock();
     returnCode = kStopped;
-    setEndTime();
+    if (!started && cmdArgs) {
+        checkAgentDescriptor(*cmdArgs);
+        sendAgentStartStatus(cmdArgs->agentCom, '3');
+    }
+    if (started && !agentTold)
+        giveUpResult(why, reason);
+    cleanUp();
+}
+
+void ExecScan::giveUpResult(const MessageId& why, const char* reason) noexcept {
+    TraceScope scope("ExecScan::giveUpResult");
+    if (genericPrint)
+        genericPrint->abandon();
+    attempt([this] { unlock(); });
     static_cast<void>(psRemoveFile(cmdArgs->dataFile));
-    tellAgent();
+    logMsg(why, {reason});
+    attempt([this] {
+        setEndTime();
+        tellAgent();
+    });
+    if (!agentTold)
+        updateJobFile(jobFile, returnCode, cmdArgs->endTime);
 }
 
 /// Catalogs, command line, log and trace; `returnCode` tells of a failure.
@@ -140,6 +208,9 @@ void ExecScan::readCommandLine() {
 
     switch (returnCode) {
         case AgentArgs::SUCCESS:
+            // The trace of a run that is under way belongs to its process.
+            if (runningJob(COMPONENT_SCAN, *cmdArgs) != 0)
+                cmdArgs->traceFile.clear();
             if (setupTrace(cmdArgs->traceFile, cmdArgs->debug, cmdArgs->maxLogSize) == 0)
                 traceOpen = true;
             else
@@ -200,6 +271,7 @@ void ExecScan::failDefinition(std::int32_t code) {
     returnCode = code;
     logMsg(message::STA0430E);
     static_cast<void>(notifyAgent(returnCode, *cmdArgs));
+    agentTold = true;
     cleanAndExit();
 }
 
@@ -220,15 +292,20 @@ bool ExecScan::scanAndWrite(AgentScan& request) {
                 MessageInsert(failure->getCause()).text().c_str());
         // Meant: what is locked by now stays locked until another process finds it stale.
         returnCode = kStopped;
+        if (agentStop)  // while it waited for a lock
+            logMsg(message::STA9004W);
     } catch (ScanAbortException* thrown) {
         const std::unique_ptr<ScanAbortException> failure(thrown);
         trError("%s", MessageInsert(failure->getMessage()).text().c_str());
-        closeResult();
+        if (genericPrint)
+            genericPrint->abandon();  // it is to be removed
         unlock();
         returnCode = kStopped;
+        logMsg(message::STA9004W);
     } catch (VEXIOException* thrown) {
         const std::unique_ptr<VEXIOException> failure(thrown);
         returnCode = kWriteFailed;
+        logMsg(message::STA9003E, {failure->getCause()});
     }
     return false;
 }
@@ -248,28 +325,17 @@ void ExecScan::writeResults(AgentScan& request) {
     genericPrint->close();
 }
 
-/// Closes a result that is to be removed.
-void ExecScan::closeResult() {
-    TraceScope scope("ExecScan::closeResult");
-    if (!genericPrint)
-        return;
-    try {
-        genericPrint->close("");
-    } catch (VEXIOException* thrown) {
-        const std::unique_ptr<VEXIOException> ignored(thrown);  // the file goes anyway
-    }
-}
-
 void ExecScan::lock(const Filesystem* head) {
     TraceScope scope("ExecScan::lock");
     for (; head; head = head->next) {
         const std::string name = "scan_" + std::to_string(head->fsID);
+        lockNames.push_back(name);  // before it is taken: what breaks in between gives it back
         if (lockResource(name, RESOURCE_SCAN, cmdArgs->installLoc) != 0) {
+            lockNames.pop_back();
             logMsg(message::STA0531E, {head->fsMountPoint});
             throwGenericException(12, static_cast<std::uint32_t>(message::STA0531E.number),
                                   head->fsMountPoint, "");
         }
-        lockNames.push_back(name);
     }
 }
 
@@ -295,10 +361,13 @@ void ExecScan::setEndTime() {
     jobEndTime = currentTimeText();
 }
 
-/// Tells the agent of the end; where that fails, the job file does.
+/// Tells the agent of the end, once; where that fails, the job file does. What is raised here
+/// is raised before the agent's program was started.
 void ExecScan::tellAgent() {
     TraceScope scope("ExecScan::tellAgent");
-    if (notifyAgent(returnCode, *cmdArgs) != 0 && !jobFile.empty())
+    const int told = notifyAgent(returnCode, *cmdArgs);
+    agentTold = true;
+    if (told != 0 && !jobFile.path.empty())
         updateJobFile(jobFile, returnCode, cmdArgs->endTime);
 }
 

@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "Common/Object.h"
+#include "Common/jobFile.h"
 
+struct MessageId;
 class AgentArgs;
 class AgentScan;
 class Filesystem;
@@ -22,12 +24,17 @@ class GenericPrint;
 ///     0            success
 ///     4            something was skipped and reported
 ///     2 3 5 6 59 102  a bad command line (see AgentArgs)
-///     8            a file system is locked, or the scan was told to stop
+///     8            a file system is locked, the run is under way already, the scan was told to
+///                  stop, or the job broke
 ///     9            the result file could not be written
 ///     12           nothing to scan, or no path of a definition
 ///     13 17 31 321 325  an unusable definition (see GenericException.h)
 ///     30           the trace could not be opened
 ///     72           no program directory, or no message catalogs
+///
+/// A job that breaks, for want of memory or by a fault, leaves startScan() as the exception
+/// that it is, and no result: the locks are given back and the agent has been told 8, once. All
+/// of this works without memory (see ReserveUse). Nothing is raised after the agent was told.
 class ExecScan : public Object {
 public:
     ExecScan();
@@ -36,21 +43,24 @@ public:
     ExecScan& operator=(const ExecScan&) = delete;
 
     /// Runs the job and returns its code. Ends the process itself where the job cannot
-    /// start.
+    /// start. What is raised is unexpected, see above; whoever catches it ends with 8.
     [[nodiscard]] std::int32_t startScan(int argc, const char* const* argv);
 
 private:
     void setUpServices();
     void readCommandLine();
+    void startJob();
     void runJob();
-    void abandonJob();
+    void leaveToOther();
+    void abandonJob(const MessageId& why, const char* reason) noexcept;
+    void giveUpResult(const MessageId& why, const char* reason) noexcept;
     [[nodiscard]] std::unique_ptr<AgentScan> loadDefinition(const std::string& path);
     [[noreturn]] void failDefinition(std::int32_t code);
     [[nodiscard]] bool scanAndWrite(AgentScan& request);
     void writeResults(AgentScan& request);
-    void closeResult();
     void lock(const Filesystem* head);
     void unlock();
+    static void removeDefinition(const std::string& path) noexcept;
     static void logFilesystemList(const Filesystem* head);
     void setStartTime();
     void setEndTime();
@@ -74,5 +84,7 @@ private:
     std::string jobEndTime;    // the same; empty if the job ended too early
     std::unique_ptr<AgentArgs> cmdArgs;
     std::vector<std::string> lockNames;  // held by this process, in the order taken
-    std::string jobFile;                 // empty if there is none
+    JobFile jobFile;
+    bool started = false;    // the agent has seen the job start
+    bool agentTold = false;  // of its end
 };

@@ -1,7 +1,8 @@
 /// `scan`, the file system scanning job of a storage monitoring agent. The road of a job:
 ///
 ///   The job, Scan/
-///     main                  here: one ExecScan, nothing else
+///     main                  here: one ExecScan, and the end of one that breaks
+///     operatorNew           the program's allocations, with a last reserve
 ///     ExecScan              command line to exit: order of steps, failures, return code
 ///     DefinitionLoader      definition file to request
 ///     AgentScan             the request; it owns the three lists
@@ -49,39 +50,84 @@
 ///
 ///   Services of the agent's job programs, Common/
 ///     AgentArgs, LogUtil    command line and names of files
-///     ParserAPI, GenericPrint  entity files, read and written; EntityColumns maps columns
-///     LogManager, Messages  the activity log and its messages
-///     GenericException.h    all failures that are thrown
-///     resource, ResourceFile, Filelock  locks between the jobs of a host
-///     comutils              agent status, job file, programs that a job runs
-///     CmdExecer             a command of the shell with its output
-///     pssignal              the request to stop
-///     CommonAgent, UpTime   facts of the host, and the history of its boots
-///     InetAddress           names and addresses of hosts
-///     ComputerID            which computer scans
+///     ParserAPI, LineReader, GenericPrint  entity files, read and written; EntityColumns maps
+///     columns LogManager, Messages  the activity log and its messages GenericException.h all
+///     failures that are thrown resource, ResourceFile, Filelock  locks between the jobs of a
+///     host comutils              agent status, programs that a job runs jobFile the file by
+///     which the agent knows a running job, and jobs each other CmdExecer             a command
+///     of the shell with its output pssignal              the request to stop CommonAgent,
+///     UpTime   facts of the host, and the history of its boots InetAddress           names and
+///     addresses of hosts ComputerID            which computer scans
 ///
 ///   Foundation, common/
 ///     ut                    trace (call sites: trace, TraceScope; its file: traceControl; its
 ///                           classes by name: traceClasses), log files (LogRecord, logPrune,
 ///                           logLayout), text helpers, directories
-///     mem                   the pool of small blocks: keMalloc; its parts: Pool
+///     mem                   the pool of small blocks: keMalloc; its parts: Pool; lastReserve
 ///     nls                   message catalogs: nls; an entry of one: messageRecord
 ///     thrd                  locks, threads, outcome of the process (GlobalRC), errno codes
 ///     unx                   start of the process, children, calls that are interrupted
 ///     (systemCalls)
 ///                           or can hang (virtstat)
 
+#include <algorithm>
+#include <array>
 #include <clocale>
+#include <cstdio>
+#include <exception>
 #include <memory>
+#include <span>
+#include <unistd.h>
 
+#include "Common/GenericException.h"
 #include "Scan/ExecScan.h"
 #include "common/unx/processStart.h"
+#include "common/unx/systemCalls.h"
+#include "common/ut/text.h"
+
+namespace {
+
+constexpr int kBroken = 8;  // like a job that was stopped: no result
+
+/// Says on standard error why the process ends. Takes no memory.
+int tellWhy(const char* reason) noexcept {
+    std::array<char, 256> line{};
+    const int length =
+        std::snprintf(line.data(), line.size(), "scan: the job broke: %.200s", reason);
+    const std::span<char> text(line.data(), static_cast<std::size_t>(std::max(length, 0)));
+    blankControls(text);
+    line[text.size()] = '\n';
+    static_cast<void>(writeWhole(STDERR_FILENO, {line.data(), text.size() + 1}));
+    return kBroken;
+}
+
+/// Where no exception can be made, for want of memory at the very start, or one leaves a
+/// thread.
+[[noreturn]] void endAtOnce() noexcept {
+    _exit(tellWhy("terminated"));
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
-    prepareProcess();
-    // Messages alone: any other category would change how names are matched and written.
-    std::setlocale(LC_MESSAGES, "");
+    std::set_terminate(endAtOnce);
+    // What is unexpected leaves the job as an exception. It has been cleaned up after.
+    try {
+        prepareProcess();
+        // Messages alone: any other category would change how names are matched and written.
+        std::setlocale(LC_MESSAGES, "");
 
-    auto job = std::make_unique<ExecScan>();
-    return job->startScan(argc, argv);
+        auto job = std::make_unique<ExecScan>();
+        return job->startScan(argc, argv);
+    } catch (const std::exception& failure) {
+        return tellWhy(failure.what());
+    } catch (const std::exception* failure) {
+        return tellWhy(failure->what());
+    } catch (const GenericException*) {
+        return tellWhy("GenericException");
+    } catch (const ScanAbortException*) {
+        return tellWhy("ScanAbortException");
+    } catch (const VEXIOException*) {
+        return tellWhy("VEXIOException");
+    }
 }

@@ -53,6 +53,7 @@ protected:
     TempTree tree;
     std::unique_ptr<TestMount> mount;
     ScanRun run;
+    bool replaced = false;  // something else is where the result was
 };
 
 TEST_F(EndingTest, SuccessLeavesResultAndLog) {
@@ -245,6 +246,7 @@ TEST_F(EndingTest, AStopAtAnyInstantIsHonoured) {
             continue;
         }
         EXPECT_EQ("8" + start + " log -exitCode 8 exitCode=8", ending(run));
+        EXPECT_TRUE(run.logged().ends_with("STA9004W")) << run.logged();
         EXPECT_NE(std::string::npos, run.tree.read(kTrace).find("Caught signal 15"));
         ++stops;
     }
@@ -265,14 +267,85 @@ TEST_F(EndingTest, AJobThatBreaksIsToldAndLeavesNoResult) {
         {1, std::string(20000000, 'x')}
     }));
     start();
-    EXPECT_EQ("134 1 definition log -exitCode 8 exitCode=8", ending(run));
+    EXPECT_EQ("8 1 definition log -exitCode 8 exitCode=8", ending(run));
+    EXPECT_EQ("AGT0146I STA9002E", run.logged());
+}
+
+TEST_F(EndingTest, AResultThatIsTakenAwayIsNoSuccess) {
+    for (int i = 0; i < 2000; ++i)
+        tree.touch("m/" + std::to_string(i));
+    run.whileRunning = [this](pid_t child) {
+        while (!run.hasResult())
+            usleep(100);
+        kill(child, SIGSTOP);
+        std::filesystem::rename(run.tree.path("output"), run.tree.path("elsewhere"));
+        if (replaced) {
+            run.tree.mkdirp("output/srv");
+            run.tree.write(ScanRun::kResult, "of a stranger");
+        }
+        kill(child, SIGCONT);
+    };
+    for (const bool other : {false, true}) {
+        replaced = other;
+        request();
+        start({"-debug", "MAX"});
+        EXPECT_EQ("9 1 definition log Resource=scan_1 -exitCode 9", ending(run));
+        EXPECT_TRUE(run.logged().ends_with("STA9003E")) << run.logged();
+        std::filesystem::remove_all(run.tree.path("elsewhere"));
+    }
+}
+
+TEST_F(EndingTest, ARunThatIsUnderWayIsLeftAlone) {
+    for (int i = 0; i < 500; ++i)
+        tree.touch("m/" + std::to_string(i));
+    const std::string second = run.tree.path("bin/scan") +
+                               " -scan -sidrunnumber 3 -jobrunnumber 5 -servername srv "
+                               "-debug MAX -jobname ";
+    run.whileRunning = [&](pid_t child) {
+        while (!run.hasResult())
+            usleep(100);
+        kill(child, SIGSTOP);
+        const std::string before = run.result() + run.tree.read(kTrace);
+        EXPECT_EQ(8 << 8, std::system((second + "job").c_str()));
+        EXPECT_TRUE(before == run.result() + run.tree.read(kTrace));
+        EXPECT_TRUE(run.hasDefinition());
+        EXPECT_NE(std::string::npos, run.tree.read("told").find("-exitCode 8 "));
+        EXPECT_TRUE(run.logged().ends_with("AGT0146I STA9006E")) << run.logged();
+
+        const std::string other = "output/srv/other.0003_scan.00000005.jobinfo";
+        run.tree.write(other, "DO NOT\npid=" + std::to_string(child) + " startTime=1");
+        EXPECT_EQ(8 << 8, std::system((second + "other").c_str()));
+        run.tree.write(other, "DO NOT\npid=1 startTime=1");
+        EXPECT_EQ(13 << 8, std::system((second + "other").c_str())) << "of another program";
+        kill(child, SIGCONT);
+    };
+    for (const bool stale : {false, true}) {
+        run.inChild = [&] {
+            if (stale)
+                run.tree.write(ScanRun::kJobFile, "DO NOT\npid=1 startTime=1");
+        };
+        run.tree.mkdirp("output/srv");
+        unlink(run.tree.path(ScanRun::kResult).c_str());
+        request();
+        start({"-debug", "MAX"});
+        EXPECT_EQ(
+            "0 1 definition result log -exitCode 8 -exitCode 8 -exitCode 13 "
+            "-jobendtimestamp -exitCode 0 exitCode=0",
+            ending(run));
+    }
 }
 
 TEST_F(EndingTest, AnAgentThatTakesTheNewsNeedsNoJobFile) {
     run.agentAnswer = 0;
-    run.inChild = [] {
+    for (const char* const directory : {"log/srv", "output/srv"})
+        run.tree.mkdirp(directory);
+    run.inChild = [this] {
         umask(0);
         signal(SIGCHLD, SIG_IGN);  // hides how the agent's program ends, unless undone
+        for (const char* const old : {ScanRun::kResult, ScanRun::kJobFile, ScanRun::kResources})
+            run.tree.write(old, "of an earlier version\n");
+        for (const char* const old : {ScanRun::kResult, ScanRun::kJobFile, ScanRun::kResources})
+            run.tree.chmod(old, 0666);
     };
     request();
     start({"-serverip", "1.2.3.4", "-serverport", "9", "-debug", "min", "-maxlogsize", "2048"});
