@@ -4,23 +4,22 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
+#include "common/unx/ownFile.h"
 #include "common/unx/systemCalls.h"
 #include "common/ut/TraceScope.h"
 
 namespace {
 
 constexpr int kMaxReplaced = 1000;  // times; more mean that inode numbers do not hold here
-constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
 
 /// The descriptor to look at a file with: the one that holds its lock if there is one,
 /// since closing any other would give the lock back.
 int openForReading(const UniqueFd& held, const std::string& path, UniqueFd& own) {
     if (!held)
-        own.reset(openFile(path.c_str(), O_RDONLY | kFlags));
+        own = openRegular(path.c_str(), O_RDONLY);
     return held ? held.get() : own.get();
 }
 
@@ -46,7 +45,7 @@ int Filelock::lockFile() {
     // others lock a new one, and the lock on the old one keeps nobody out.
     for (int again = 0; again < kMaxReplaced; ++again) {
         const int rc = openAndLock();
-        if (rc == SUCCESS && isAtPath())
+        if (rc == SUCCESS && isAtPath(fd.get(), path.c_str()))
             return SUCCESS;
         fd.reset();
         if (rc != SUCCESS)
@@ -57,22 +56,12 @@ int Filelock::lockFile() {
 
 int Filelock::openAndLock() {
     TraceScope scope("Filelock::openAndLock");
-    fd.reset(openFile(path.c_str(), O_RDWR | O_CREAT | kFlags, 0700));
+    fd = openOwnFile(path.c_str(), O_RDWR | O_CREAT, 0700);
     if (!fd)
         return LOCK_FAILED;
     if (lockWhole(fd.get(), F_TLOCK) == 0)
         return SUCCESS;
     return errno == EACCES || errno == EAGAIN ? LOCKED : LOCK_FAILED;
-}
-
-/// True if the open file is still the one of this name.
-bool Filelock::isAtPath() const {
-    TraceScope scope("Filelock::isAtPath");
-    struct stat open {};
-    struct stat named {};
-    return uninterrupted([&] { return fstat(fd.get(), &open); }) == 0 &&
-           uninterrupted([&] { return lstat(path.c_str(), &named); }) == 0 &&
-           open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
 int Filelock::unlockFile() {

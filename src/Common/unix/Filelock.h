@@ -49,7 +49,6 @@ public:
 
 private:
     [[nodiscard]] int openAndLock();
-    [[nodiscard]] bool isAtPath() const;
 
     const std::string path;
     UniqueFd fd;  // holds the lock; none while it is not held
