@@ -77,9 +77,9 @@ public:
     int open(const char* name, const WalkPlace& place,
              std::unique_ptr<DirectoryStream>& child) override {
         EXPECT_STRNE(".snapshot", name) << "which the walk leaves out";
-        int rc = fails(name, 'o') ? EACCES : faults.onThisThread(name);
+        int rc = fails(name, 'o') ? EACCES : real->open(name, place, child);
         if (rc == 0)
-            rc = real->open(name, place, child);
+            rc = faults.onThisThread(name);
         if (rc == 0)
             child = std::make_unique<FaultyStream>(std::move(child), faults, hashOf(name, 'd'));
         return rc;
@@ -263,6 +263,15 @@ TEST_F(ReadAheadTest, FewDescriptorsAreEnoughForManyHelpers) {
     for (int i = 0; i < 3000; ++i)
         tree.mkdirp("many/" + std::to_string(i) + "/in");
     const std::string plain = walk(0, 0);
+    faults.ofHelper = [](const std::string& name) {
+        if (name != "the names")
+            psThreadDelay(1);  // with a directory that is just open
+        return 0;
+    };
+    action.onAct = [](const std::string& path) {
+        if (path == "/")
+            psThreadDelay(200);  // so that the helpers get to the bound
+    };
     for (const rlim_t limit : {64, 400}) {
         EXPECT_EQ(0, inChild([&] {
                       const struct rlimit few = {limit, limit};
