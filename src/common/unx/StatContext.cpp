@@ -185,8 +185,9 @@ void StatContext::releasePipes() {
 
 // Meant: no object, no call in between, and no instrumentation, for the thread can be unwound
 // from any instruction here.
-[[gnu::noinline, gnu::no_sanitize_thread]] long StatContext::cancellableOnce(
-    long number, long first, long second, long third, long fourth, long fifth) {
+[[gnu::noinline, gnu::no_sanitize_thread, gnu::no_profile_instrument_function]] long
+StatContext::cancellableOnce(long number, long first, long second, long third, long fourth,
+                             long fifth) {
     int ignored = 0;
     pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &ignored);
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &ignored);
