@@ -77,35 +77,26 @@ TEST_F(nlsTest, ARecordPutsValuesWhereTheTranslatorWantsThem) {
     EXPECT_EQ("", said);
 }
 
-TEST_F(nlsTest, NoEntryMakesTheProgramReadWhatIsNotThere) {
+// Entries that are made to harm are among the seeds of the fuzzer of catalogs.
+TEST_F(nlsTest, AnEntryThatCannotBeReadIsReported) {
     catalog("en_US", R"(
 1 "ABC0001I \001%s"
 2 "ABC0002I \001%d %n"
-3 "ABC0003I \001%*s"
-4 "ABC0004I \001%"
-5 "ABC0005Q \001unknown severity"
-6 "ABC0006I\001no blank"
-7 "ABC0007I \002unknown mode"
-8 "ABC0008I \020\001\001\001\001\002\001"
-9 "ABC0009I \020\001\001\001\001\001\005\020\020%s\020a\020b\020"
-10 "ABC0010I \020\001\001\001\001\001\020\011\020%s\020a\020b\020"
-11 "ABC0011I \020\001\001\001\001\002\020\020\020\020%s\020\020\020%s"
-12 "ABC0012I "
-13 "ABC"
-14 "ABC0014M \001reserved"
-15 "ABC0015I \001%99999999999s"
+3 "ABC0005Q \001unknown severity"
+4 "ABC0008I \020\001\001\001\001\002\001"
+5 "ABC0014M \001reserved"
+6 "ABC0015I \001%99999999999s"
 )");
     ASSERT_EQ(0, setUp("en_US"));
-    for (int number = 1; number <= 13; ++number) {
+    for (int number = 1; number <= 4; ++number) {
         said.clear();
         EXPECT_EQ("", text(number, number == 1 ? NlsValues{} : NlsValues{7})) << number;
         EXPECT_NE(std::string::npos, said.find("is corrupted.\n")) << number << said;
         EXPECT_TRUE(said.starts_with("KLM9999E nls.cpp(")) << said;
     }
     said.clear();
-    EXPECT_EQ("", text(14));
-    EXPECT_EQ("", said);
-    EXPECT_EQ(4860U + 9U, text(15, {"x"}).size());
+    EXPECT_EQ("", text(5) + said);
+    EXPECT_EQ(4860U + 9U, text(6, {"x"}).size());
     EXPECT_EQ("", text(99));
     EXPECT_NE(std::string::npos, said.find("Message No 99 could not be found.\n"));
     EXPECT_EQ(255, nlSeverity(99));

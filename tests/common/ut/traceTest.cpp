@@ -49,7 +49,7 @@ protected:
     const TempTree tree;
 };
 
-TEST_F(traceTest, ALineIsWrittenOnlyOfAClassThatIsOn) {
+TEST_F(traceTest, ALineIsWrittenOnlyOfAClassThatIsOnAndForgesNoOther) {
     openTrace(1);
     int evaluated = 0;
     naMax = 0;
@@ -61,22 +61,18 @@ TEST_F(traceTest, ALineIsWrittenOnlyOfAClassThatIsOn) {
     EXPECT_EQ(ENOTTY, errno);
     naEnter = naExit = 1;
     { const TraceScope scope("work"); }
+    naEnter = naExit = 0;
+    trTrace(naMin, "two\nlines %s\n", "1\x1b");
+    trTrace(naMin, "name %s\n", "a\nb\x1b[2J\x7f\xc2\x85\x9b");
+    const std::string large(20000, 'x');
+    trTrace(naMin, "%s|\n", large.c_str());
     EXPECT_TRUE(holds("t",
                       "\n\nBEGINNING NEW TRACE\n\nonce 1\nalways\nEnter: work\nExit: work\n"
-                      "\nEND OF DATA\n\n"));
-    EXPECT_EQ("\nEND OF DATA\n\n", tree.read("t").substr(nextWrite()));
+                      "two\nlines 1 \nname a b [2J    \n" +
+                          large + "|\n\nEND OF DATA\n\n"));
     closeTrace();
     trError("too late\n");
-    EXPECT_TRUE(tree.read("t").ends_with("Exit: work\n\nEND OF DATA - close\n\n"));
-}
-
-TEST_F(traceTest, WhatIsTracedCannotForgeALineAndLosesNothing) {
-    openTrace(1);
-    trTrace(naMin, "name %s\n", "a\nb\x1b[2J\x7f\xc2\x85\x9b");
-    trTrace(naMin, "two\nlines %s\n", "1\x1b");
-    trTrace(naMin, "%s|\n", std::string(20000, 'x').c_str());
-    EXPECT_TRUE(
-        holds("t", "\nname a b [2J    \ntwo\nlines 1 \n" + std::string(20000, 'x') + "|\n"));
+    EXPECT_TRUE(tree.read("t").ends_with("|\n\nEND OF DATA - close\n\n"));
 }
 
 TEST_F(traceTest, AFullFileGoesOnAtItsBeginning) {
@@ -93,7 +89,8 @@ TEST_F(traceTest, AFullFileGoesOnAtItsBeginning) {
     EXPECT_LE(tree.read("t").size(), 1048576U + 64);
 }
 
-TEST_F(traceTest, AFileOfAnEarlierRunGoesOnIfItMakesSense) {
+// Headers that tell nonsense are among the seeds of the fuzzer of traces.
+TEST_F(traceTest, AFileOfAnEarlierRunGoesOnWithinItsLimit) {
     openTrace(1);
     lines(1, 1);
     closeTrace();
@@ -106,15 +103,6 @@ TEST_F(traceTest, AFileOfAnEarlierRunGoesOnIfItMakesSense) {
     EXPECT_FALSE(holds("t", "\n2 "));
     closeTrace();
 
-    const std::string good = tree.read("t");
-    for (const char* const offset : {"0           ", "20          ", "999999999999",
-                                     "x           ", "-1          ", "123456789012"}) {
-        tree.write("t", std::string(good).replace(12, 12, offset) + "forged");
-        openTrace(1);
-        EXPECT_FALSE(holds("t", "forged")) << offset;
-        EXPECT_LT(tree.read("t").size(), 200U) << offset;
-        closeTrace();
-    }
     tree.write("victim", "untouched");
     ASSERT_EQ(0, std::system(("ln -sf victim " + tree.path("t")).c_str()));
     openTrace(1);
@@ -139,44 +127,37 @@ TEST_F(traceTest, SegmentsAreFilledInTurn) {
 TEST_F(traceTest, ThreadsDoNotMixTheirLines) {
     openTrace(8);
     std::vector<std::thread> threads;
-    threads.reserve(4);
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([] { lines(100000, 100500); });
     for (std::thread& thread : threads)
         thread.join();
     const std::string text = tree.read("t");
-    const std::size_t start = text.find("100000 ");
-    const std::size_t end = nextWrite();
-    for (std::size_t at = start; at < end; at += 1000)
+    std::size_t at = text.find("100000 ");
+    for (int line = 0; line < 2004; ++line, at += 1000)
         ASSERT_EQ("10", text.substr(at, 2));
-    EXPECT_EQ(2004U * 1000, end - start);
+    EXPECT_EQ(at, nextWrite());
 }
 
 TEST_F(traceTest, LevelsAndNamesTurnClassesOn) {
-    const auto flags = [] {
-        std::string text;
-        for (const unsigned char flag : {naEnter, naExit, naMin, naMid, naMax})
-            text += flag != 0 ? '1' : '0';
-        return text;
-    };
-    const std::pair<const char*, const char*> kLevels[] = {
-        {"MIN", "00100"},
-        {"MID", "00110"},
-        {"MAX", "11111"},
-    };
-    for (const auto& [level, expected] : kLevels) {
-        EXPECT_EQ(0, setupTrace(tree.path("d/t"), level, 512));
-        EXPECT_EQ(expected, flags());
-        EXPECT_EQ("1         ", tree.read("d/t").substr(24, 10));
-        closeTrace();
-        EXPECT_EQ("00000", flags());
-    }
-    EXPECT_EQ(0, setupTrace("", "", 1024));  // no trace is no failure
-    EXPECT_EQ(30, setupTrace(tree.path("d/t/below/a/file"), "MAX", 1024));
     tree.mkdirp("directory");
-    EXPECT_EQ(1, setupTrace(tree.path("directory"), "MAX", 1024));
-    EXPECT_EQ("00000", flags());
-
+    // Trace, level, code, and the flags of enter, exit, min, mid and max.
+    const std::tuple<std::string, const char*, int, const char*> kTraces[] = {
+        {tree.path("d/t"),              "MIN", 0,  "00100"},
+        {tree.path("d/t"),              "MID", 0,  "00110"},
+        {tree.path("d/t"),              "MAX", 0,  "11111"},
+        {"",                            "",    0,  "00000"},
+        {tree.path("d/t/below/a/file"), "MAX", 30, "00000"},
+        {tree.path("directory"),        "MAX", 1,  "00000"},
+    };
+    for (const auto& [name, level, code, expected] : kTraces) {
+        EXPECT_EQ(code, setupTrace(name, level, 512)) << name;
+        std::string flags;
+        for (const unsigned char flag : {naEnter, naExit, naMin, naMid, naMax})
+            flags += flag != 0 ? '1' : '0';
+        EXPECT_EQ(expected, flags) << name << level;
+        closeTrace();
+    }
+    EXPECT_EQ("1         ", tree.read("d/t").substr(24, 10)) << "of 512 KB";
     EXPECT_EQ(0, trSetFlags("all -pid", true, kFoundationClasses, kFoundationAggregates));
     EXPECT_EQ("01", std::to_string(trPid) + std::to_string(trTid));
     EXPECT_EQ(-1, trSetFlags("TID nonsense", true, kFoundationClasses, kFoundationAggregates));
