@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <regex>
 #include <sstream>
 #include <sys/wait.h>
@@ -164,4 +166,9 @@ std::string requestFor(const std::vector<RequestedFilesystem>& filesystems,
     text << "[CuStatDef]\n100,\"sys\",\"builtin\",3,\"Y\",null\n[/CuStatDef]\n"
          << more << "[/AgentScan]\n";
     return text.str();
+}
+
+std::string dataFile(const std::string& name) {
+    std::ifstream file(SCAN_TEST_DATA "/" + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

@@ -76,3 +76,6 @@ struct RequestedFilesystem {
 /// `more` stands behind it.
 std::string requestFor(const std::vector<RequestedFilesystem>& filesystems,
                        const std::string& more = {});
+
+/// A file of tests/data.
+std::string dataFile(const std::string& name);

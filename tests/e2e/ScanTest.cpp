@@ -1,17 +1,9 @@
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <ftw.h>
-#include <iterator>
 #include <pwd.h>
-#include <regex>
 #include <sstream>
 #include <string>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
-#include <sys/sysmacros.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -21,74 +13,11 @@
 
 namespace {
 
-std::string dataFile(const std::string& name) {
-    std::ifstream file(SCAN_TEST_DATA "/" + name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
     for (std::size_t hit = text.find(from); hit != std::string::npos;
          hit = text.find(from, hit + to.size()))
         text.replace(hit, from.size(), to);
     return text;
-}
-
-/// What the job must count, reckoned from lstat alone.
-struct Expected {
-    long files = 0;
-    long directories = 0;
-    long blocks = 0;
-    std::map<ino_t, long> links;  // met so far, of files with several
-
-    void count(const struct stat& status) {
-        if (!S_ISDIR(status.st_mode) && status.st_nlink > 1 && links[status.st_ino]++ == 0)
-            return;
-        files += S_ISREG(status.st_mode) || S_ISLNK(status.st_mode) ? 1 : 0;
-        directories += S_ISDIR(status.st_mode) ? 1 : 0;
-        if (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode) || S_ISDIR(status.st_mode))
-            blocks += status.st_blocks;
-    }
-};
-
-Expected* reckoning = nullptr;
-
-Expected reckon(const std::string& root) {
-    Expected expected;
-    reckoning = &expected;
-    nftw(
-        root.c_str(),
-        [](const char*, const struct stat* status, int, struct FTW*) {
-            reckoning->count(*status);
-            return 0;
-        },
-        16, FTW_PHYS | FTW_MOUNT);
-    return expected;
-}
-
-/// Some thousand entries of all types, below a mount point.
-void fill(const TempTree& tree) {
-    for (int i = 0; i < 40; ++i) {
-        const std::string directory = "m/d" + std::to_string(i % 7) + "/e" + std::to_string(i);
-        tree.mkdirp(directory);
-        for (int j = 0; j < 60; ++j)
-            tree.touch(directory + "/f" + std::to_string(j), static_cast<std::size_t>(i * j));
-        tree.symlink("../nowhere", directory + "/link");
-        tree.link(directory + "/f1", directory + "/second");
-        tree.link(directory + "/f1", directory + "/third");
-    }
-    tree.symlink("d0", "m/to-directory");
-    tree.mkfifo("m/pipe");
-    tree.touch("m/name\nof two lines");
-    tree.touch("m/\xff\xfe\"'$(reboot)`;*?[");
-    tree.touch("m/sparse");
-    ASSERT_EQ(0, truncate(tree.path("m/sparse").c_str(), 4L << 20U));
-    ASSERT_EQ(0, mknod(tree.path("m/device").c_str(), S_IFBLK | 0600, makedev(7, 200)));
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    struct sockaddr_un address {};
-    address.sun_family = AF_UNIX;
-    tree.path("m/socket").copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(0, bind(fd, reinterpret_cast<struct sockaddr*>(&address), sizeof address));
-    close(fd);
 }
 
 /// A file system of its own at "m" of a temporary tree.
@@ -101,75 +30,8 @@ protected:
 
     [[nodiscard]] std::string mountPoint() const { return tree.path("m"); }
 
-    /// Compares every row of the run with what the system itself says.
-    void expectRight(const ScanRun& run, long physicalSize) const {
-        const Expected expected = reckon(mountPoint());
-        struct statvfs space {};
-        ASSERT_EQ(0, statvfs(mountPoint().c_str(), &space));
-        const unsigned long unit = space.f_frsize / 512;
-        const auto number = [](unsigned long value) { return std::to_string(value); };
-
-        ScanRun::Record summary = run.records("SSummary").at(0);
-        EXPECT_EQ(std::to_string(expected.files), summary["sumFileCount"]);
-        EXPECT_EQ(std::to_string(expected.directories), summary["sumDirectoryCount"]);
-        EXPECT_EQ(std::to_string(expected.blocks), summary["sumTotalSize"]);
-        EXPECT_EQ("1 100", summary["sumFilesystemID"] + " " + summary["sumStatisticID"]);
-
-        const std::vector<ScanRun::Record> filesystems = run.records("Filesystem");
-        ASSERT_EQ(2U, filesystems.size());
-        EXPECT_EQ(filesystems[0], filesystems[1]);  // top level, and source of the results
-        ScanRun::Record record = filesystems[0];
-        for (const char* const column : {"fsCapacity", "sumCapacity"})
-            EXPECT_EQ(number(space.f_blocks * unit),
-                      column[0] == 'f' ? record[column] : summary[column]);
-        EXPECT_EQ(number(space.f_bavail * unit), record["fsFreeSpace"]);
-        EXPECT_EQ(number((space.f_blocks - space.f_bavail) * unit), record["fsUsedSpace"]);
-        EXPECT_EQ(record["fsFreeSpace"], summary["sumFreeSpace"]);
-        EXPECT_EQ(record["fsUsedSpace"], summary["sumUsedSpace"]);
-        EXPECT_EQ(number(space.f_files), record["fsMaxFiles"]);
-        EXPECT_EQ(number(space.f_files - space.f_ffree), record["fsUsedInodes"]);
-        EXPECT_EQ(number(space.f_favail), record["fsFreeInodes"]);
-        EXPECT_EQ(std::to_string(physicalSize), record["fsPhysicalSize"]);
-        EXPECT_EQ(mountPoint() + "/", record["fsMountPoint"]);
-        EXPECT_EQ("42 -1 true", record["fsScanningCompID"] + " " + record["fsComputerID"] +
-                                    " " + record["fsScanned"]);
-    }
-
-    /// Scans twice; the results must be right, and the same but for time stamps.
-    void scanTwice(long physicalSize) const {
-        static const std::regex stamp("\"1[0-9]{12}\"");
-        std::string first;
-        for (int i = 0; i < 2; ++i) {
-            ScanRun run;
-            run.define(requestFor({
-                {1, mountPoint()}
-            }));
-            run.start();
-            EXPECT_EQ(0, run.exitCode);
-            EXPECT_EQ("AGT0146I STA0532I STA0025I AGT0144I STA0161I", run.logged());
-            expectRight(run, physicalSize);
-            const std::string result = std::regex_replace(run.result(), stamp, "\"stamp\"");
-            EXPECT_TRUE(first.empty() || first == result);
-            first = result;
-        }
-    }
-
     TempTree tree;
 };
-
-TEST_F(ScanTest, EveryRowOfATmpfsIsRight) {
-    const TestMount mount = TestMount::tmpfs(mountPoint());
-    fill(tree);
-    struct statvfs space {};
-    ASSERT_EQ(0, statvfs(mountPoint().c_str(), &space));
-    scanTwice(static_cast<long>(space.f_blocks * space.f_frsize / 512));
-}
-
-TEST_F(ScanTest, EveryRowOfAnExt4IsRight) {
-    const TestMount mount = TestMount::ext4(tree.path("image"), mountPoint());
-    fill(tree);
-    scanTwice(16L * 1024 * 2);  // the whole device: 16 MiB
-}
 
 /// The names in a directory, as it gives them.
 std::vector<std::string> namesIn(const std::string& directory) {

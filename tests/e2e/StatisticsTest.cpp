@@ -4,13 +4,14 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <grp.h>
 #include <map>
 #include <pwd.h>
 #include <set>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -288,12 +289,6 @@ struct Reckoning {
     }
 };
 
-std::string dataFile(const std::string& name, const std::string& end) {
-    std::ifstream file(SCAN_TEST_DATA "/" + name, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    return text.substr(0, text.find(end) + end.size());
-}
-
 void makeBlocks(const std::string& path, Number blocks) {
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT, 0644);
     struct stat status {};
@@ -344,7 +339,18 @@ void fill(const TempTree& tree, Number now) {
     tree.symlink("d1", "m/short");
     tree.symlink(std::string(500, 'x'), "m/long.lnk");
     tree.mkfifo("m/fifo");
+    ASSERT_EQ(0, mknod(tree.path("m/device").c_str(), S_IFBLK | 0600, makedev(7, 200)));
+    ASSERT_EQ(0, mknod(tree.path("m/socket").c_str(), S_IFSOCK | 0600, 0));
+    tree.touch("m/\xff\xfe\"'$(reboot)`;*?[", 100000);
+    tree.touch("m/sparse");
+    ASSERT_EQ(0, truncate(tree.path("m/sparse").c_str(), 4L << 20U));
     tree.chown("m/empty", 54321, 1);
+}
+
+/// The header of a stored file.
+std::string header(const std::string& name) {
+    const std::string text = dataFile(name), end = "[/Header]\n";
+    return text.substr(0, text.find(end) + end.size());
 }
 
 /// Of the lists of the statistics 100, the built-in one, 200 and 300.
@@ -370,12 +376,12 @@ TEST(StatisticsTest, EveryRowOfTheResultIsThatOfAPlainReckoning) {
     fill(tree, now);
 
     ScanRun run;
-    run.define(
-        dataFile("example-definition.dat", "[/Header]\n") + "[AgentScan]\n" + row("job1", 42) +
-        entity("Filesystem", row(1, 42, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 23, 1,
-                                 tree.path("m"), "null", 0, 0, "null", "false", 0, 0)) +
-        entity("CuStatDef", statistic(100, "N")) + entity("CuStatDef", statistic(200, "Y")) +
-        entity("CuStatDef", statistic(300, "Y")) + "[/AgentScan]\n");
+    run.define(header("example-definition.dat") + "[AgentScan]\n" + row("job1", 42) +
+               entity("Filesystem", row(1, 42, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 23, 1,
+                                        tree.path("m"), "null", 0, 0, "null", "false", 0, 0)) +
+               entity("CuStatDef", statistic(100, "N")) +
+               entity("CuStatDef", statistic(200, "Y")) +
+               entity("CuStatDef", statistic(300, "Y")) + "[/AgentScan]\n");
     run.start();
     ASSERT_EQ(0, run.exitCode);
 
@@ -392,9 +398,17 @@ TEST(StatisticsTest, EveryRowOfTheResultIsThatOfAPlainReckoning) {
     const Numbers sizes = sizesOf(counted, true);
     ASSERT_EQ(0, std::count(sizes.begin(), sizes.end(), 0));
 
-    const std::string text = run.result();
-    const std::size_t start = text.find("[Filesystem]\n\"");
-    const std::string place = text.substr(start, text.find("[/Filesystem]\n") + 14 - start);
+    struct statvfs space {};
+    ASSERT_EQ(0, statvfs(tree.path("m").c_str(), &space));
+    const Number unit = static_cast<Number>(space.f_frsize / 512);
+    const auto in512 = [unit](fsblkcnt_t blocks) { return static_cast<Number>(blocks) * unit; };
+    const auto count = [](fsfilcnt_t files) { return static_cast<Number>(files); };
+    const std::string place =
+        entity("Filesystem",
+               row(1, -1, 7, 0, 0, count(space.f_files), count(space.f_files - space.f_ffree),
+                   count(space.f_favail), 3000L * 2048, in512(space.f_blocks),
+                   in512(space.f_blocks - space.f_bavail), in512(space.f_bavail), 0, 0,
+                   scanTime, 23, 1, tree.path("m/"), "null", 0, 42, "null", "true"));
     std::string body = row("job1", 42) + place;
     Reckoning reckoning = {all, left, counted, filesystem, scanTime};
     for (const ScanRun::Record& summary : run.records("SSummary")) {
@@ -404,7 +418,7 @@ TEST(StatisticsTest, EveryRowOfTheResultIsThatOfAPlainReckoning) {
         body += entity("CuStatDef", statistic(reckoning.id, "N") +
                                         entity("ResultsByFS", reckoning.results() + place));
     }
-    EXPECT_EQ(dataFile("example-result.txt", "[/Header]\n") + entity("AgentScan", body), text);
+    EXPECT_EQ(header("example-result.txt") + entity("AgentScan", body), run.result());
 }
 
 }  // namespace
