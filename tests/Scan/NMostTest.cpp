@@ -30,15 +30,6 @@ std::string held(NMost& nMost) {
 
 }  // namespace
 
-TEST(NMostTest, AnEqualNewcomerWaitsOutsideAndTheOlderOfEqualsGoesFirst) {
-    NMost two(2);
-    EXPECT_TRUE(offer(two, "first", 5));
-    EXPECT_TRUE(offer(two, "second", 5));
-    EXPECT_FALSE(offer(two, "third", 5));
-    EXPECT_TRUE(offer(two, "fourth", 7));
-    EXPECT_EQ("fourth second ", held(two));
-}
-
 // Against a list that is sorted as a whole at every step.
 TEST(NMostTest, AnyStreamLeavesWhatAPlainListLeaves) {
     std::mt19937 random(1);

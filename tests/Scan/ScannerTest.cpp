@@ -22,21 +22,28 @@ void raiseFor(const std::string& path, const std::string& call) {
         throw new LocalizableException;
 }
 
-/// Reads a real directory. A name that holds "lost" has no attributes, and one that holds
-/// "linked" has more links than a record can hold.
+/// Reads a real directory, after so many files that are on no disk. A name that holds "lost"
+/// has no attributes, and one that holds "linked" has more links than a record can hold.
 class FakeReader : public DirectoryReaderUnix {
 public:
+    explicit FakeReader(long files) : left(files) {}
     std::unique_ptr<DirectoryStream> Open(const std::string& path) override {
         raiseFor(path, "open");
         return DirectoryReaderUnix::Open(path);
     }
     bool NextDirEntry(std::int16_t fsType) override {
+        if (left-- > 0) {
+            scanner->ScannerFinishOffNextEntry("no file");
+            return true;
+        }
         const bool found = DirectoryReaderUnix::NextDirEntry(fsType);
         raiseFor(found ? scanner->getCurrentFile()->faName : "", "read");
         return found;
     }
     std::optional<EntryIdentity> Stat(FileAttributes* file) override {
         raiseFor(file->faName, "stat");
+        if (file->faName.ends_with("no file"))
+            return EntryIdentity{};
         const auto place = DirectoryReaderUnix::Stat(file);
         if (file->faName.find("linked") != std::string::npos) {
             FileInfo info;
@@ -45,6 +52,9 @@ public:
         }
         return file->faName.find("lost") == std::string::npos ? place : std::nullopt;
     }
+
+private:
+    long left;
 };
 
 }  // namespace
@@ -52,12 +62,13 @@ public:
 class ScannerTest : public WalkTest, public DirectoryReaderFactory {
 protected:
     std::unique_ptr<DirectoryReader> newDirectoryReader(Scanner* scanner, bool first) override {
-        auto reader = std::make_unique<FakeReader>();
+        auto reader = std::make_unique<FakeReader>(files);
         reader->init(scanner, first);
         return reader;
     }
 
     const TempTree tree;
+    long files = 0;  // that are on no disk
 };
 
 TEST_F(ScannerTest, AFailureAtTheRootDecidesTheCode) {
@@ -105,51 +116,12 @@ TEST_F(ScannerTest, AFileHasAtMostTheLinksThatARecordCanHold) {
     EXPECT_EQ(2147483647, action.seen.at("/linked").faLinkCount);
 }
 
-namespace {
-
-/// A directory of so many files that are on no disk.
-class CountingReader : public DirectoryReaderUnix {
-public:
-    explicit CountingReader(long entries) : left(entries) {}
-    bool NextDirEntry(std::int16_t /*fsType*/) override {
-        scanner->ScannerFinishOffNextEntry("file");
-        return left-- > 0;
-    }
-    std::optional<EntryIdentity> Stat(FileAttributes* file) override {
-        file->faType = FA_FILE;
-        return EntryIdentity{};
-    }
-
-private:
-    long left;
-};
-
-class CountingFactory : public DirectoryReaderFactory {
-public:
-    std::unique_ptr<DirectoryReader> newDirectoryReader(Scanner* scanner, bool first) override {
-        auto reader = std::make_unique<CountingReader>(entries);
-        reader->init(scanner, first);
-        return reader;
-    }
-    long entries = 0;
-};
-
-}  // namespace
-
 TEST_F(ScannerTest, ProgressIsToldEveryHundredThousandEntriesTheRootIncluded) {
-    CountingFactory readers;
-    const std::pair<long, long> kReports[] = {
-        {99998,  0},
-        {99999,  1},
-        {199998, 1},
-        {199999, 2}
-    };
     long before = 0;
-    for (const auto& [entries, reports] : kReports) {
-        readers.entries = entries;
-        EXPECT_EQ(0, walk(readers, tree.root()));
-        EXPECT_EQ(before + reports, logged("AGT0143I .*: [12]00000\n"));
-        EXPECT_EQ(1, logged("AGT0144I .*: " + std::to_string(entries + 1) + "\n"));
-        before += reports;
+    for (const long entries : {99999, 100000, 199999, 200000}) {
+        files = entries - 1;
+        EXPECT_EQ(0, walk(*this, tree.root()));
+        EXPECT_EQ(before += entries / 100000, logged("AGT0143I .*: [12]00000\n")) << entries;
+        EXPECT_EQ(1, logged("AGT0144I .*: " + std::to_string(entries) + "\n"));
     }
 }
