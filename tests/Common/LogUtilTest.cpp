@@ -46,35 +46,27 @@ protected:
     LogUtil names;
 };
 
-TEST_F(LogUtilPurgeTest, TheLowestInstancesGoWhenThereAreTooMany) {
-    for (const char* number : {"1", "2", "3", "4", "5"})
-        tree.touch(std::string("scan_00000") + number + ".log");
+TEST_F(LogUtilPurgeTest, TheLowestInstancesAndTheOldestFilesGo) {
+    const std::int64_t now = currentSeconds();
+    for (const int number : {1, 2, 3, 4, 5})
+        tree.touch("scan_00000" + std::to_string(number) + ".log");
+    tree.times("scan_000004.log", now, now - 2 * 86400 - 60);
+    tree.times("scan_000005.log", now, now - 2 * 86400 + 60);
     const LogUtil::Files files = LogUtil::getMatchingFilesMap(tree.root(), "scan", ".log");
+    const auto purge = [&](LogUtil::Mode kept) {
+        names.purgeLogFiles(files, kept);
+        return left();
+    };
     names.setMaxNumLogs(5);
-    names.purgeLogFiles(files, LogUtil::KEEP_LOGS);
-    EXPECT_EQ(5U, LogUtil::getMatchingFilesMap(tree.root(), "scan", ".log").size());
+    names.setMaxNumDays(0);  // no limit
+    EXPECT_EQ(5 * 16 - 1, purge(LogUtil::KEEP_LOGS).size());
     names.setMaxNumLogs(3);
     names.setNewFile(true);
-    names.purgeLogFiles(files, LogUtil::KEEP_LOGS);
-    EXPECT_EQ("scan_000004.log scan_000005.log", left());
-    names.setMaxNumRuns(-7);  // more than there are
-    names.purgeLogFiles(files, LogUtil::KEEP_RUNS);
-    EXPECT_EQ("", left());
-}
-
-TEST_F(LogUtilPurgeTest, OldFilesGoUnlessThereIsNoLimitOfDays) {
-    tree.touch("scan_000001.log");
-    tree.touch("scan_000002.log");
-    const std::int64_t now = currentSeconds();
-    tree.times("scan_000002.log", now, now - 2 * 86400 - 60);
-    tree.times("scan_000001.log", now, now - 2 * 86400 + 60);
-    const LogUtil::Files files = LogUtil::getMatchingFilesMap(tree.root(), "scan", ".log");
-    names.setMaxNumDays(0);
-    names.purgeLogFiles(files, LogUtil::KEEP_LOGS);
-    EXPECT_EQ("scan_000001.log scan_000002.log", left());
+    EXPECT_EQ("scan_000004.log scan_000005.log", purge(LogUtil::KEEP_LOGS));
     names.setMaxNumDays(2);
-    names.purgeLogFiles(files, LogUtil::KEEP_LOGS);
-    EXPECT_EQ("scan_000001.log", left());
+    EXPECT_EQ("scan_000005.log", purge(LogUtil::KEEP_LOGS));
+    names.setMaxNumRuns(-7);  // more than there are
+    EXPECT_EQ("", purge(LogUtil::KEEP_RUNS));
 }
 
 TEST_F(LogUtilPurgeTest, RunsOfAJobAreToldByTheirScheduleRun) {

@@ -170,22 +170,19 @@ private:
     }
 
     std::int64_t sizeLimit(int blockBits, int roundUp) {
-        static constexpr Text kDigits = "00112233445566778899aAbBcCdDeEfF";
         std::uint32_t units = 0;
         const std::size_t start = at;
-        for (std::size_t digit = 0; at < clause.size(); ++at) {
-            if ((digit = kDigits.find(clause[at])) == Text::npos)
-                break;
-            units = units * 16 + static_cast<std::uint32_t>(digit / 2);
-        }
+        for (; at < clause.size() && std::isxdigit(static_cast<unsigned char>(clause[at]));
+             ++at)
+            units = units * 16 +
+                    static_cast<std::uint32_t>(std::stoi(clause.substr(at, 1), nullptr, 16));
         const int scale = at > start ? next() : throw Unreadable();
         if (scale < 0 || scale > 4)
             throw Unreadable();
         if (scale == 0 && blockBits > 0)
             return (std::int64_t{units} + roundUp) / 512;
-        for (int bits = scale * 10 - blockBits; bits > 0; --bits)
-            units *= 2;
-        return units;
+        return static_cast<std::uint32_t>(
+            units * (std::uint64_t{1} << std::max(scale * 10 - blockBits, 0)));
     }
 
     static std::int64_t in32(std::int64_t value) { return static_cast<std::int32_t>(value); }
