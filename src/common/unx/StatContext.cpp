@@ -1,6 +1,7 @@
 #include "common/unx/StatContext.h"
 
 #include <cerrno>
+#include <execinfo.h>
 #include <fcntl.h>
 #include <new>
 #include <pthread.h>
@@ -37,6 +38,13 @@ void prepareDescriptor(int fd) {
 
 int shortId(psThreadId thread) {
     return static_cast<int>(thread);
+}
+
+/// True once the C library has loaded what it unwinds threads with. It would do so at the first
+/// pthread_cancel(), and end the process if memory is short by then.
+bool canCancelThreads() {
+    void* frame = nullptr;
+    return backtrace(&frame, 1) > 0;
 }
 
 }  // namespace
@@ -79,7 +87,7 @@ bool StatContext::startThread() {
     record.name = "StatFsThread";
     record.stackSize = kStackSize;
     shares = 2;
-    const int rc = psThreadCreate(record);
+    const int rc = canCancelThreads() ? psThreadCreate(record) : ENOMEM;
     if (rc != 0) {
         shares = 1;
         trError(
