@@ -160,8 +160,6 @@ protected:
     }
 
     void tryAllocations(bool lasts) {
-        if (!setting("FAULT_ALL", 0))
-            GTEST_SKIP() << "not all of it holds; FAULT_ALL=1 shows what";
         for (std::size_t mode = 0; mode < FaultJob::kModes.size(); ++mode) {
             for (const char* const threads : {"main", "helpers"}) {
                 if (mode == 0 && *threads == 'h')
@@ -208,7 +206,7 @@ TEST_F(FaultTest, CallsFailFromSomePointOn) {
 TEST_F(FaultTest, CallsAreInterruptedOrTransferLittle) {
     static constexpr int kTimes[] = {1, 3, 20};
     for (std::size_t mode = 0; mode < FaultJob::kModes.size(); ++mode) {
-        add("short transfers", setting("FAULT_ALL", 0),
+        add("short transfers", 1,
             [&](int) { return Situation{.mode = mode, .fault = {.kind = Fault::Shorten}}; });
         for (const CallRow& row : kCalls) {
             if (std::find(row.errors.begin(), row.errors.end(), EINTR) == row.errors.end())

@@ -2,6 +2,7 @@
 /// lost, none invented, no row or line of the log forged.
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -10,6 +11,7 @@
 #include <limits>
 #include <regex>
 #include <set>
+#include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -74,16 +76,22 @@ int countEntry(const char* path, const struct stat* status, int /*type*/, struct
 class Tormentor {
 public:
     template <class Torment>
-    explicit Tormentor(const Torment& torment) : process(fork()) {
-        for (unsigned round = 0; process == 0; ++round)
-            torment(round);
+    explicit Tormentor(const Torment& torment)
+        : rounds(*new (mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
+                            -1, 0)) std::atomic<unsigned>(0)),
+          process(fork()) {
+        for (; process == 0; ++rounds)
+            torment(rounds);
     }
     ~Tormentor() {
         kill(process, SIGKILL);
         waitpid(process, nullptr, 0);
+        munmap(&rounds, 4096);
     }
     Tormentor(const Tormentor&) = delete;
     Tormentor& operator=(const Tormentor&) = delete;
+
+    std::atomic<unsigned>& rounds;  // so far; in memory that both processes see
 
 private:
     const pid_t process;
@@ -303,7 +311,7 @@ TEST_F(HostileTest, NothingLeadsTheJobElsewhere) {
                                          return name.starts_with(root + "/still/");
                                      }));
     } while (time(nullptr) < end && !HasFailure());
-    std::cout << runs << " jobs\n";
+    std::cout << runs << " jobs, " << swaps.rounds << " exchanges\n";
 }
 
 TEST_F(HostileTest, AFileServerThatLiesIsNotBelieved) {
