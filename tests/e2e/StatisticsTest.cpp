@@ -335,6 +335,12 @@ void fill(const TempTree& tree, Number now) {
         tree.touch(name, 7000);
         tree.link(name, name + "y");
     }
+    for (int i = 0; i < 48; ++i) {  // directories that are larger than the file beside them
+        const std::string place = "m/push" + cell(i % 6);
+        tree.mkdirp(place + "/large");
+        tree.touch(place + "/large/" + std::string(240, 'x') + cell(i));
+        tree.touch(place + "/small", 100);
+    }
     tree.link("m/c.dir/three.x", "m/elsewhere");
     tree.symlink("d1", "m/short");
     tree.symlink(std::string(500, 'x'), "m/long.lnk");

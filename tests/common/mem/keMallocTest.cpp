@@ -6,6 +6,7 @@
 #include <random>
 #include <sys/resource.h>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -117,36 +118,6 @@ TEST_F(keMallocTest, KeepsWhatAPlainModelKeeps) {
     EXPECT_LT(10, KelPoolStatistics().maxDirectBlocks);
     EXPECT_EQ(0, KelPoolCheck() + allocated() + KelPoolStatistics().directBlocks);
     EXPECT_EQ(2, KelPoolStatistics().segments) << "empty ones that stay";
-}
-
-TEST_F(keMallocTest, ABlockTakesItsSizeAndARestThatIsOfNoUse) {
-    // Size and bytes taken; from 65385 on a block is direct.
-    constexpr std::pair<long, long> kSizes[] = {
-        {1,     16   },
-        {9,     20   },
-        {65364, 65372},
-        {65368, 65392},
-        {65384, 65392},
-        {65385, 65412}
-    };
-    for (const auto& [size, taken] : kSizes) {
-        void* const block = get(size);
-        EXPECT_EQ(taken, allocated()) << size;
-        put(block);
-        EXPECT_EQ(size > 65384 ? 1 : 0, KelPoolStatistics().maxDirectBlocks);
-    }
-    void* const block = get(100);
-    constexpr std::pair<long, long> kResized[] = {
-        {84,  92 },
-        {72,  92 },
-        {100, 108}
-    };
-    for (const auto& [size, taken] : kResized) {
-        EXPECT_EQ(block, resize(block, size));
-        EXPECT_EQ(taken, allocated()) << size;
-    }
-    put(resize(resize(block, 65385), 10));
-    EXPECT_EQ(0, allocated() + KelPoolCheck());
 }
 
 TEST_F(keMallocTest, WrongCallsChangeNothing) {
