@@ -4,45 +4,29 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include "Common/LogManager.h"
-#include "Common/unix/psmsgutil.h"
-#include "common/nls/nls.h"
-#include "support/TempTree.h"
+#include "support/LogTest.h"
 
 namespace {
 
-class LogManagerTest : public testing::Test {
+class LogManagerTest : public LogTest {
 protected:
-    LogManagerTest() {
-        EXPECT_EQ(0, setupMessages("cvnna.cat", "cvnna.cat", "", SCAN_NLS_DIR));
-        logManager = std::make_unique<LogManager>(tree.path("log/scan.log"));
-    }
-    ~LogManagerTest() override {
-        logManager.reset();
-        nlClose();
-    }
-
     /// The log with each line's time as "T ".
-    std::string logged() const {
+    std::string timeless() const {
         static const std::regex time(R"((^|\n)\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} )");
-        return std::regex_replace(tree.read("log/scan.log"), time, "$1T ");
+        return std::regex_replace(tree.read("log"), time, "$1T ");
     }
     static std::string text(const char* identifier, const MessageInsert& insert) {
         std::string result;
         logManager->getMsg(result, message::STA0532I.number, identifier, {insert});
         return result;
     }
-
-    TempTree tree;
 };
 
 TEST_F(LogManagerTest, ALineIsTimeIdentifierAndText) {
     logMsg(message::STA0025I, {"/a\n2024 STA0161I \r\x1b[2J%s"});
     EXPECT_EQ(0, logManager->LogActivityLog("ends itself\n"));
     const std::string first = "T STA0025I Scanning file system /a 2024 STA0161I   [2J%s.\n";
-    EXPECT_EQ(first + "T ends itself\n", logged());
+    EXPECT_EQ(first + "T ends itself\n", timeless());
 }
 
 TEST_F(LogManagerTest, TextsTakeIdentifierAndInserts) {
@@ -69,12 +53,11 @@ TEST_F(LogManagerTest, NeverWritesToWhatIsNoLog) {
 TEST_F(LogManagerTest, TwoProcessesLoseNoLine) {
     constexpr int runs = 1000;
     constexpr int lines = 3;
-    tree.mkdirp("log");
     for (int run = 0; run < runs; ++run) {
         // Every tenth run finds something to prune in both of its logs.
         if (run % 10 == 0) {
-            tree.write("log/scan.log", "foreign\n" + tree.read("log/scan.log"));
-            tree.write("log/other.log", "foreign\n");
+            tree.write("log", "foreign\n" + tree.read("log"));
+            tree.write("other", "foreign\n");
         }
         std::array<pid_t, 2> processes{};
         for (pid_t& process : processes) {
@@ -83,7 +66,7 @@ TEST_F(LogManagerTest, TwoProcessesLoseNoLine) {
                 continue;
             for (int line = 0; line < lines; ++line)
                 logManager->LogActivityLog("a line");
-            logManager->setLogName(tree.path("log/other.log"));
+            logManager->setLogName(tree.path("other"));
             _exit(logManager->LogActivityLog("another"));
         }
         for (const pid_t process : processes) {
@@ -92,7 +75,7 @@ TEST_F(LogManagerTest, TwoProcessesLoseNoLine) {
             ASSERT_EQ(0, status);
         }
     }
-    const std::string log = logged();
+    const std::string log = timeless();
     EXPECT_GE(8U, log.find("T a line\n"))
         << "pruned, or left to the next run while another wrote";
     EXPECT_EQ(2L * runs * lines, std::count(log.begin(), log.end(), 'T'));
@@ -102,7 +85,7 @@ TEST_F(LogManagerTest, AFailureIsLoggedUnderTheIdentifierItCarries) {
     logFailure(GenericException(1, 394, "/a", "STA0529E"));
     logFailure(GenericException(1, 394, "", "no identifier"));
     const std::string rest = " The mount table could not be opened: ";
-    EXPECT_EQ("T STA0529E" + rest + "/a\nT STA0094E" + rest + "<NULL>\n", logged());
+    EXPECT_EQ("T STA0529E" + rest + "/a\nT STA0094E" + rest + "<NULL>\n", timeless());
 }
 
 }  // namespace

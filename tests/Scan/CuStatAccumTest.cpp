@@ -1,15 +1,10 @@
 #include <limits>
 
-#include <gtest/gtest.h>
-
-#include "Probe/Filesystem.h"
+#include "Scan/AccumTest.h"
 #include "Scan/CuStatAccum.h"
 #include "Scan/CuStatDef.h"
-#include "Scan/CuStatResults.h"
-#include "Scan/FileAttributes.h"
-#include "Scan/unix/ScannerUnix.h"
 
-class CuStatAccumTest : public testing::Test {
+class CuStatAccumTest : public AccumTest {
 protected:
     std::unique_ptr<CuStatResults> begin(CuStatAccum& accum) {
         statistic.sdSummary = true;
@@ -18,25 +13,20 @@ protected:
     }
 
     void meet(CuStatAccum& accum, std::int64_t blocks, int links, std::int64_t inode) {
-        FileAttributes file;
-        file.faName = "/file.txt";
-        file.faType = FA_FILE;
-        file.faBlocks = blocks;
-        file.faLinkCount = links;
-        file.faInodeNumber = inode;
-        accum.actUpon(&scanner, &file);
+        FileAttributes entry = file("/file.txt", blocks);
+        entry.faLinkCount = links;
+        entry.faInodeNumber = inode;
+        accum.actUpon(&scanner, &entry);
     }
 
     CuStatDef statistic;
-    Filesystem filesystem;
-    ScannerUnix scanner{&filesystem, {}, {}, nullptr, nullptr, "", 0};
 };
 
 // Meant: the first link of a file never counts, each later one does.
 TEST_F(CuStatAccumTest, EachStatisticCountsAFileAtItsLaterLinks) {
     constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
     CuStatAccum accum, other;
-    const auto results = begin(accum);
+    const auto own = begin(accum);
     const auto otherResults = begin(other);
     for (const int blocks : {1, 10})
         meet(accum, blocks, 2, 77);
@@ -44,8 +34,8 @@ TEST_F(CuStatAccumTest, EachStatisticCountsAFileAtItsLaterLinks) {
         meet(accum, blocks, 3, 78);
     meet(accum, 100000, 2, 79);
     meet(other, 7, 2, 77);
-    EXPECT_EQ(10 - 2, results->srSummary->sumTotalSize);  // the sum wraps
-    EXPECT_EQ(3, results->srSummary->sumFileCount);
+    EXPECT_EQ(10 - 2, own->srSummary->sumTotalSize);  // the sum wraps
+    EXPECT_EQ(3, own->srSummary->sumFileCount);
     EXPECT_EQ(0, otherResults->srSummary->sumFileCount);
 }
 
@@ -54,10 +44,10 @@ TEST_F(CuStatAccumTest, ANewRunForgetsItsLinksAloneInASharedTable) {
     CuStatAccum accum(table), other(table);
     const auto otherResults = begin(other);
     for (const int run : {0, 1}) {
-        const auto results = begin(accum);
+        const auto own = begin(accum);
         meet(accum, 1, 2, 77);
         meet(other, 1, 2, 77);
-        EXPECT_EQ(0, results->srSummary->sumFileCount);
+        EXPECT_EQ(0, own->srSummary->sumFileCount);
         EXPECT_EQ(run, otherResults->srSummary->sumFileCount);
     }
 }

@@ -26,19 +26,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(DirectAndGuarded, ScannerUnixTest, testing::Values(0, 60));
 
-TEST_P(ScannerUnixTest, TellsADirectoryBeforeItsContentWhateverTheName) {
-    for (const std::string name : {"new\nline", "-rf", "\xff\xfe\x80", "q\"u,o'te", " "}) {
-        tree.mkdirp(name);
-        tree.touch(name + "/f");
-        action.story.clear();
-        EXPECT_EQ(0, walk());
-        EXPECT_EQ("act 3 /, enter /, act 3 /" + name + ", enter /" + name + ", act 1 /" + name +
-                      "/f, left, left",
-                  action.story);
-        std::filesystem::remove_all(tree.path(name));
-    }
-}
-
+// Names of any bytes are those of HostileTest.
 TEST_P(ScannerUnixTest, AttributesAreThoseOfLstat) {
     SKIP_UNLESS_ROOT_CAN_MOUNT();
     const std::tuple<std::string, mode_t, std::int32_t, std::uint32_t> kEntries[] = {
