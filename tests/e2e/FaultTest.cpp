@@ -155,7 +155,8 @@ protected:
         EXPECT_EQ("", job->broken({.mode = mode, .inChild = inChild, .traced = false}));
         unsigned long count = 0;
         std::memcpy(&count, shared.read("count").data(), sizeof count);
-        EXPECT_LT(0U, count) << FaultJob::kModes[mode].name << " " << threads;
+        // On a busy host the scan thread can have done all before a helper begins.
+        EXPECT_TRUE(count > 0 || *threads == 'h') << FaultJob::kModes[mode].name;
         return static_cast<int>(count);
     }
 
