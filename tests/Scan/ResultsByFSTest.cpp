@@ -37,7 +37,7 @@ protected:
                             EntryType type = FA_FILE) const {
         FileAttributes entry = file(name, number, type);
         entry.faAttributes = FA_ORPHAN | FA_ARCHIVE;
-        entry.faCreated = entry.faInodeNumber = -number;
+        entry.faCreated = entry.faInodeNumber = ~number;
         entry.faLength = entry.faModified = number;
         entry.faAccessed = number / 2;
         entry.faLinkCount = 1;

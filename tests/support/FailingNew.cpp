@@ -45,3 +45,11 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return fails() ? nullptr : std::malloc(size);
+}
+
+void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept {
+    std::free(memory);
+}

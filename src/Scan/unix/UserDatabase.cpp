@@ -1,13 +1,18 @@
 #include "Scan/unix/UserDatabase.h"
 
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <mutex>
 #include <thread>
 
 #include "Common/unix/pssignal.h"
+#include "common/unx/UniqueFd.h"
+#include "common/unx/systemCalls.h"
 #include "common/unx/virtstat.h"
 #include "common/ut/TraceScope.h"
 #include "common/ut/text.h"
@@ -35,6 +40,56 @@ using OwnText = std::unique_ptr<char, Free>;
 /// True for what the library says of a number that does not exist, see getpwnam(3).
 bool meansUnknown(int error) {
     return error == 0 || error == ENOENT || error == ESRCH || error == EBADF || error == EPERM;
+}
+
+/// Finds the number of an entry, the third cell of a line, in the bytes of such a file.
+class NumberFinder {
+public:
+    explicit NumberFinder(std::uint32_t wanted) {
+        *std::to_chars(text.begin(), text.end(), wanted).ptr = '\0';
+    }
+
+    /// Takes the next byte; true where it ends an entry of the number.
+    bool take(char byte) {
+        constexpr int numberCell = 2;
+        if (byte == ':' || byte == '\n') {
+            const bool found = cell == numberCell && matches && text[length] == '\0';
+            cell = byte == ':' ? cell + 1 : 0;
+            length = 0;
+            matches = true;
+            return found;
+        }
+        if (cell == numberCell) {
+            matches = matches && text[length] == byte;
+            length += matches ? 1 : 0;
+        }
+        return false;
+    }
+
+private:
+    std::array<char, 16> text{};
+    int cell = 0;
+    std::size_t length = 0;  // bytes of the cell that match
+    bool matches = true;
+};
+
+/// 0 if a file of the host has no such number, or is not there; else why the library's answer
+/// that there is none is not to be believed.
+int doubtAbout(std::uint32_t number, const char* file) {
+    const UniqueFd fd(openFile(file, O_RDONLY | O_CLOEXEC));
+    if (!fd)
+        return errno == ENOENT ? 0 : errno;
+    NumberFinder finder(number);
+    std::array<char, 4096> piece;
+    for (;;) {
+        const ssize_t length = readSome(fd.get(), piece.data(), piece.size());
+        if (length <= 0)
+            return length < 0 ? errno : 0;
+        for (ssize_t i = 0; i < length; ++i) {
+            if (finder.take(piece[static_cast<std::size_t>(i)]))
+                return EAGAIN;
+        }
+    }
 }
 
 std::string textOf(const OwnText& text) {
@@ -92,8 +147,11 @@ private:
     void take(const char* foundName, const char* foundDescription) {
         known = foundName != nullptr;
         error = known || meansUnknown(errno) ? 0 : errno;
-        if (!known)
+        if (!known) {
+            if (error == 0)
+                error = doubtAbout(number, isGroup ? calls.groupFile : calls.userFile);
             return;
+        }
         nameText.reset(strdup(foundName));
         description.reset(strdup(foundDescription ? foundDescription : ""));
         if (!nameText || !description)

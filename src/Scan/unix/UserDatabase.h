@@ -21,10 +21,14 @@ class NameLookup;
 /// Scan thread only.
 class UserDatabase {
 public:
-    /// What asks the system: like getpwuid(3) and getgrgid(3).
+    /// What asks the system: like getpwuid(3) and getgrgid(3). And the files that those look
+    /// into, see passwd(5) and group(5): where a file cannot be read, a service that is asked
+    /// after it makes an unknown number of every local one.
     struct Calls {
         struct passwd* (*user)(uid_t) = getpwuid;
         struct group* (*group)(gid_t) = getgrgid;
+        const char* userFile = "/etc/passwd";
+        const char* groupFile = "/etc/group";
     };
 
     struct Answer {

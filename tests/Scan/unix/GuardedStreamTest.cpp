@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "Common/unix/psmsgutil.h"
 #include "Scan/WalkTest.h"
 #include "Scan/unix/GuardedStream.h"
 #include "Scan/unix/SharedGuardedStream.h"
@@ -65,7 +64,7 @@ TEST_P(GuardedStreamTest, AnEntryThatHangsIsTheOnlyOneThatIsMissing) {
     server->tell("hold 300");
     ASSERT_EQ(0, trOpen(tree.path("trace"), false));
     EXPECT_EQ(0, walk());
-    closeTrace();
+    trClose(true);
     for (const char* name : {"m/300)\n", "m/sub/300)\n"})
         EXPECT_NE(std::string::npos,
                   tree.read("trace").find("stale mount point for (" + tree.path(name)));

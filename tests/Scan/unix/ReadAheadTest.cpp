@@ -273,7 +273,7 @@ TEST_F(ReadAheadTest, FewDescriptorsAreEnoughForManyHelpers) {
         if (path == "/")
             psThreadDelay(200);  // so that the helpers get to the bound
     };
-    for (const rlim_t limit : {64, 400}) {
+    for (const rlim_t limit : {64UL, 400UL}) {
         EXPECT_EQ(0, inChild([&] {
                       const struct rlimit few = {limit, limit};
                       if (setrlimit(RLIMIT_NOFILE, &few) != 0 || walk(0, 64) != plain)

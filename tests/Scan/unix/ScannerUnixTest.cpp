@@ -121,19 +121,20 @@ TEST_P(ScannerUnixTest, WhatStandsInForADirectoryIsEnteredIfItIsOneOfThisFileSys
                  other.emplace(TestMount::bind(tree.path("d/x"), tree.path("d")));
          },                                           ""                                  },
     };
-    for (const auto& [exchange, inside] : kCases) {
+    for (const auto& each : kCases) {
         tree.mkdirp("d/before");
         action.onAct = [&](const std::string& path) {
             if (path == "/")
                 return;
             aside.emplace_back();
             std::filesystem::rename(tree.path("d"), aside.back().path("was"));
-            exchange();
+            each.exchange();
         };
         action.story.clear();
         EXPECT_EQ(0, walk());
-        EXPECT_EQ(std::string("act 3 /, enter /, act 3 /d, enter /d, ") + inside + "left, left",
-                  action.story);
+        EXPECT_EQ(
+            std::string("act 3 /, enter /, act 3 /d, enter /d, ") + each.inside + "left, left",
+            action.story);
         other.reset();
         std::filesystem::remove_all(tree.path("d"));
     }

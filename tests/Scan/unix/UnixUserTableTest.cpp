@@ -9,6 +9,7 @@
 #include "Scan/UberTable.h"
 #include "Scan/UserOrGroup.h"
 #include "Scan/unix/UnixUserTable.h"
+#include "support/TempTree.h"
 
 namespace {
 
@@ -83,7 +84,7 @@ TEST_F(UnixUserTableTest, ANumberStandsForItsNameOrForItself) {
 }
 
 TEST_F(UnixUserTableTest, AFailureIsNoOrphanAndIsTriedThreeTimes) {
-    UnixUserTable table(names, 0, {user, failingGroup});
+    UnixUserTable table(names, 0, {user, failingGroup, "", ""});
     answers.names = {
         {1, "one"},
         {9, "7"  },
@@ -127,8 +128,25 @@ TEST_F(UnixUserTableTest, AFailureIsNoOrphanAndIsTriedThreeTimes) {
     EXPECT_EQ("5 0", owner(table, 8)) << "a user with the name of an orphan is none";
 }
 
+TEST_F(UnixUserTableTest, AnUnknownNumberIsBelievedOnlyBesideAFileThatCanBeReadAndLacksIt) {
+    const TempTree tree;
+    tree.write("users", "root:x:0:0::/:\n1:x:21:7::/:\nlast:x:4000000000:1::/:\n");
+    const std::string file = tree.path("users");
+    for (const std::uint32_t number : {1U, 2U, 7U, 210U, 400000000U}) {
+        UnixUserTable table(names, 0, {user, failingGroup, file.c_str(), ""});
+        EXPECT_EQ(std::to_string(number) + " 1", owner(table, number));
+    }
+    const std::string directory = tree.root();
+    UnixUserTable inFile(names, 0, {user, failingGroup, file.c_str(), ""});
+    UnixUserTable unreadable(names, 0, {user, failingGroup, directory.c_str(), ""});
+    EXPECT_EQ("21 0", owner(inFile, 21));
+    EXPECT_EQ("22 0", owner(unreadable, 22));
+    EXPECT_EQ(1U, inFile.takeFailures().owners);
+    EXPECT_EQ(1U, unreadable.takeFailures().owners);
+}
+
 TEST_F(UnixUserTableTest, ALookUpThatHangsDelaysTheOthersNoMore) {
-    UnixUserTable table(names, 1, {user, failingGroup});
+    UnixUserTable table(names, 1, {user, failingGroup, "", ""});
     answers.names = {
         {1, "one"},
         {2, "two"}
