@@ -78,7 +78,10 @@ void fill(const TempTree& tree) {
 /// A result without what the time of the run makes of it.
 std::string timeless(const std::string& text) {
     static const std::regex now(R"("1[789]\d{11}")");
-    std::istringstream lines(std::regex_replace(text, now, "\"T\""));
+    // Where a file of users fails, the next service describes root in words of its own.
+    static const std::regex description("\"Super User\"");
+    std::istringstream lines(
+        std::regex_replace(std::regex_replace(text, now, "\"T\""), description, "\"root\""));
     std::string result;
     std::string before;
     for (std::string line; std::getline(lines, line); before = line) {
