@@ -89,6 +89,36 @@ TEST_P(ScannerUnixTest, OtherMountsAreCountedButNeitherShownNorEntered) {
     EXPECT_EQ(1, logged("AGT0144I .*: 6\n"));
 }
 
+TEST(WalkPlaceTest, MountAndDeviceTellWhatIsElsewhere) {
+    enum Kind { PLAIN, DIRECTORY };
+    struct {
+        bool deviceTells;
+        std::uint64_t rootMount;
+        std::uint64_t device;
+        std::uint64_t mount;
+        Kind kind;
+        bool isHere;
+    } const kCases[] = {
+        {true,  7, 1,               7, PLAIN,     true },
+        {true,  7, 1,               8, PLAIN,     false}, // bound from the same file system
+        {true,  7, 2,               7, DIRECTORY, false},
+        {true,  0, 1,               8, PLAIN,     true }, // the kernel did not tell of the root
+        {true,  7, (1UL << 32) + 1, 7, PLAIN,     true }, // devices count with 32 bits
+        {false, 7, 2,               7, PLAIN,     true }, // a layer of the overlay
+        {false, 7, 2,               8, PLAIN,     false},
+        {false, 0, 2,               0, PLAIN,     true },
+        {false, 0, 2,               0, DIRECTORY, false}, // no layer, so a mount
+    };
+    for (const auto& [deviceTells, rootMount, device, mount, kind, isHere] : kCases) {
+        const WalkPlace place = {
+            {1, 2, rootMount},
+            deviceTells
+        };
+        EXPECT_EQ(isHere, place.holds({device, 3, mount}, kind == DIRECTORY))
+            << deviceTells << rootMount << device << mount << kind;
+    }
+}
+
 TEST_P(ScannerUnixTest, AllLayersOfAnOverlayAreOneFileSystem) {
     SKIP_UNLESS_ROOT_CAN_MOUNT();
     const TestMount outer = TestMount::tmpfs(tree.root());  // takes the overlay along
