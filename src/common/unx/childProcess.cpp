@@ -269,7 +269,7 @@ std::string findProgram(const std::string& name) {
     const std::string directories = path ? path : "/usr/bin:/bin";
     for (std::size_t start = 0; start < directories.size();) {
         const std::size_t end = std::min(directories.find(':', start), directories.size());
-        const std::string found = directories.substr(start, end - start) + "/" + name;
+        std::string found = directories.substr(start, end - start) + "/" + name;
         if (directories[start] == '/' && access(found.c_str(), X_OK) == 0)
             return found;
         start = end + 1;
