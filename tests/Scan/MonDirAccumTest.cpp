@@ -43,7 +43,7 @@ protected:
             text += kept->directory.faName + " " +
                     std::to_string(kept->results.srSummary->sumFileCount) + " ";
             kept->directory.smDirSpecs.forEach(
-                [&text](const MonDirSpec& spec) { text += std::to_string(spec.mdsID); });
+                [&text](const MonDirSpec& match) { text += std::to_string(match.mdsID); });
             text += found->nextResultsByFS ? ", " : "";
         }
         return text;
@@ -127,7 +127,7 @@ TEST(SpecMatchesTest, MatchesAreToldInTheirOrderAndBeyondABoundSpecBySpec) {
         expected += std::to_string(which);
     }
     std::string told;
-    matches.forEach([&told](const MonDirSpec& spec) { told += std::to_string(spec.mdsID); });
+    matches.forEach([&told](const MonDirSpec& match) { told += std::to_string(match.mdsID); });
     EXPECT_EQ(expected.substr(0, 300), told.substr(0, 300));
     std::sort(told.begin(), told.end());
     std::sort(expected.begin(), expected.end());
